@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds (release preset) and runs the main job on the built-in
+# demonstration recording.
+set -euo pipefail
+cd "$(dirname "$0")"
+./scripts/setup.sh
+cmake --preset release >/dev/null
+cmake --build --preset release
+cli=build/release/src/cli/vexlor-cli
+demo=build/demo
+"$cli" demo "$demo"
+first=$(ls "$demo"/*" 000.wav" | head -n 1)
+"$cli" info "$first"

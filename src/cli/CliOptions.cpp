@@ -1,0 +1,93 @@
+#include "cli/CliOptions.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+CCliOptions::CCliOptions(std::string command, std::set<std::string> valueOptions,
+                         std::set<std::string> flagOptions)
+    : m_command(std::move(command)),
+      m_valueOptions(std::move(valueOptions)),
+      m_flagOptions(std::move(flagOptions)) {}
+
+bool CCliOptions::Parse(const CliArgs& args) {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& a = args[i];
+    if (a.size() > 2 && a.compare(0, 2, "--") == 0) {
+      std::string name = a.substr(2);
+      std::optional<std::string> inlineValue;
+      if (auto eq = name.find('='); eq != std::string::npos) {
+        inlineValue = name.substr(eq + 1);
+        name.resize(eq);
+      }
+      if (m_flagOptions.count(name)) {
+        if (inlineValue) {
+          Error("option --" + name + " takes no value");
+          return false;
+        }
+        m_values[name] = "";
+      } else if (m_valueOptions.count(name)) {
+        if (inlineValue) {
+          m_values[name] = *inlineValue;
+        } else if (i + 1 < args.size()) {
+          m_values[name] = args[++i];
+        } else {
+          Error("option --" + name + " needs a value");
+          return false;
+        }
+      } else {
+        Error("unknown option " + a);
+        return false;
+      }
+    } else if (a == "-o" && m_valueOptions.count("o")) {
+      if (i + 1 >= args.size()) {
+        Error("option -o needs a value");
+        return false;
+      }
+      m_values["o"] = args[++i];
+    } else {
+      m_positional.push_back(a);
+    }
+  }
+  return true;
+}
+
+bool CCliOptions::Has(const std::string& name) const { return m_values.count(name) != 0; }
+
+std::optional<std::string> CCliOptions::Value(const std::string& name) const {
+  auto it = m_values.find(name);
+  if (it == m_values.end()) return std::nullopt;
+  return it->second;
+}
+
+bool CCliOptions::GetInt64(const std::string& name, std::int64_t& value) const {
+  auto v = Value(name);
+  if (!v) return true;
+  errno = 0;
+  char* end = nullptr;
+  long long n = std::strtoll(v->c_str(), &end, 10);
+  if (v->empty() || *end != '\0' || errno == ERANGE) {
+    Error("--" + name + ": \"" + *v + "\" is not a whole number");
+    return false;
+  }
+  value = n;
+  return true;
+}
+
+bool CCliOptions::GetDouble(const std::string& name, double& value) const {
+  auto v = Value(name);
+  if (!v) return true;
+  errno = 0;
+  char* end = nullptr;
+  double d = std::strtod(v->c_str(), &end);
+  if (v->empty() || *end != '\0' || errno == ERANGE) {
+    Error("--" + name + ": \"" + *v + "\" is not a number");
+    return false;
+  }
+  value = d;
+  return true;
+}
+
+void CCliOptions::Error(const std::string& message) const {
+  std::fprintf(stderr, "vexlor-cli %s: %s\n", m_command.c_str(), message.c_str());
+}

@@ -1,0 +1,40 @@
+#pragma once
+// A small option parser shared by the sub-commands: positional arguments and
+// "--name value" / "--flag" options, with clear messages for what is wrong.
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "cli/Commands.h"
+
+class CCliOptions {
+ public:
+  // valueOptions take a value ("--fft 4096"); flagOptions take none ("--json").
+  CCliOptions(std::string command, std::set<std::string> valueOptions,
+              std::set<std::string> flagOptions);
+
+  // Parses args; on an unknown option or a missing value prints a message and returns false.
+  bool Parse(const CliArgs& args);
+
+  const std::vector<std::string>& Positional() const { return m_positional; }
+  bool Has(const std::string& name) const;
+  std::optional<std::string> Value(const std::string& name) const;
+
+  // Numeric values; on malformed text prints "vexlor-cli CMD: --name: ..." and returns false.
+  bool GetInt64(const std::string& name, std::int64_t& value) const;
+  bool GetDouble(const std::string& name, double& value) const;
+
+  // Prints "vexlor-cli CMD: message" on stderr.
+  void Error(const std::string& message) const;
+
+ private:
+  std::string m_command;
+  std::set<std::string> m_valueOptions;
+  std::set<std::string> m_flagOptions;
+  std::vector<std::string> m_positional;
+  std::map<std::string, std::string> m_values;
+};

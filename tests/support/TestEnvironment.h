@@ -1,0 +1,28 @@
+#pragma once
+// Helpers shared by the test suites.
+
+#include <filesystem>
+#include <string>
+
+// A fresh folder under the system's temporary folder, removed with its contents on
+// destruction.
+class CTempFolder {
+ public:
+  CTempFolder();
+  ~CTempFolder();
+  CTempFolder(const CTempFolder&) = delete;
+  CTempFolder& operator=(const CTempFolder&) = delete;
+
+  const std::filesystem::path& Path() const { return m_path; }
+  std::filesystem::path operator/(const std::string& name) const { return m_path / name; }
+
+ private:
+  std::filesystem::path m_path;
+};
+
+// The shared real recordings made by other programs (empty path when not present).
+std::filesystem::path TestDataDir();
+
+// Writes bytes to a file, creating or replacing it.
+void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
+std::string ReadBytes(const std::filesystem::path& path);
