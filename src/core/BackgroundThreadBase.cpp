@@ -1,1 +1,212 @@
-// in progress
+#include "core/BackgroundThreadBase.h"
+
+#include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdarg>
+#include <thread>
+
+#include "core/AppState.h"
+#include "core/Log.h"
+#include "core/RegisteredMessages.h"
+
+namespace {
+
+// One level below "Below normal": where a new worker starts until its priority packet
+// arrives.
+constexpr int kLowestNice = 10;
+
+std::int64_t NowSeconds() {
+  return std::chrono::duration_cast<std::chrono::seconds>(
+             std::chrono::system_clock::now().time_since_epoch())
+      .count();
+}
+
+bool SetOwnNice(int nice) {
+  const pid_t tid = static_cast<pid_t>(::syscall(SYS_gettid));
+  sched_param param{};
+  if (sched_setscheduler(tid, SCHED_OTHER, &param) != 0) {
+    // Leaving SCHED_IDLE may be refused; the nice value below still applies where it can.
+  }
+  return setpriority(PRIO_PROCESS, static_cast<id_t>(tid), nice) == 0;
+}
+
+}  // namespace
+
+const char* PriorityName(int nPriority) {
+  switch (nPriority) {
+    case THREAD_PRIORITY_IDLE: return "Idle";
+    case THREAD_PRIORITY_BELOW_NORMAL: return "Below normal";
+    case THREAD_PRIORITY_NORMAL: return "Normal";
+    case THREAD_PRIORITY_ABOVE_NORMAL: return "Above normal";
+    case THREAD_PRIORITY_HIGHEST: return "Highest";
+    default: return "Other";
+  }
+}
+
+bool ApplyThreadPriority(int nPriority) {
+  switch (nPriority) {
+    case THREAD_PRIORITY_IDLE: {
+      const pid_t tid = static_cast<pid_t>(::syscall(SYS_gettid));
+      sched_param param{};
+      return sched_setscheduler(tid, SCHED_IDLE, &param) == 0;
+    }
+    case THREAD_PRIORITY_BELOW_NORMAL: return SetOwnNice(5);
+    case THREAD_PRIORITY_NORMAL: return SetOwnNice(0);
+    case THREAD_PRIORITY_ABOVE_NORMAL: return SetOwnNice(-5);
+    case THREAD_PRIORITY_HIGHEST: return SetOwnNice(-10);
+    default: return false;
+  }
+}
+
+CBackgroundThreadBase::~CBackgroundThreadBase() {
+  if (IsRunning()) StopThread();
+}
+
+bool CBackgroundThreadBase::StartThread() {
+  if (m_thread.joinable()) return true;
+  m_bRunning = 1;
+  m_nTimeoutMs = -1;
+  m_bStop = 0;
+  m_evFinished.Reset();
+  for (int attempt = 0; attempt < 10; ++attempt) {
+    if (LaunchThread()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  }
+  m_bRunning = 0;
+  m_evFinished.Set();
+  return false;
+}
+
+void CBackgroundThreadBase::StopThread() {
+  m_bStop = 1;
+  m_evWake.Set();
+  JoinOrAbandon(5000);
+}
+
+void CBackgroundThreadBase::QueuePacket(std::unique_ptr<CBkgPacket> pPacket) {
+  {
+    std::lock_guard lock(m_lock);
+    m_queue.push_back(std::move(pPacket));
+    const int length = static_cast<int>(m_queue.size());
+    ReportQueueSize(length);
+    m_nLastQueueLength = length;
+  }
+  m_evWake.Set();
+}
+
+void CBackgroundThreadBase::SetPriority(int nPriority) {
+  if (AppState::bShuttingDown.load()) return;
+  auto packet = std::make_unique<CBkgPacket>(PKT_PRIORITY, nullptr,
+                                             static_cast<std::uint32_t>(nPriority));
+  packet->m_str1 = PriorityName(nPriority);
+  QueuePacket(std::move(packet));
+}
+
+void CBackgroundThreadBase::WaitUntilIdle(int timeoutMs) {
+  QueuePacket(std::make_unique<CBkgPacket>(PKT_NOP));
+  int waited = 0;
+  for (;;) {
+    {
+      std::lock_guard lock(m_lock);
+      if (m_queue.empty()) return;
+    }
+    if (timeoutMs != 0 && waited >= timeoutMs) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    waited += 10;
+  }
+}
+
+void CBackgroundThreadBase::Log(const char* fmt, ...) {
+  if (AppState::bShuttingDown.load()) return;
+  va_list args;
+  va_start(args, fmt);
+  std::string text = StrFormatV(fmt, args);
+  va_end(args);
+  CMessageTarget* target = TargetWindow();
+  if (!target) {
+    LogLine(text);
+    return;
+  }
+  target->Post(RegMsgSDR::nMsgSendLogfile, 0, 0,
+               std::make_unique<CValuePayload<std::string>>(std::move(text)));
+}
+
+// Called with m_lock held (from QueuePacket and the queue loop).
+void CBackgroundThreadBase::ReportQueueSize(int nLength) {
+  m_nQueueLength = nLength;
+  if (nLength > m_nPeakQueueLength) m_nPeakQueueLength = nLength;
+  if (AppState::bQueueDiagnostics.load() && !AppState::bShuttingDown.load() && m_pTargetWnd) {
+    m_pTargetWnd->Post(RegMsgSDR::nMsgQueueSize, reinterpret_cast<std::uintptr_t>(this),
+                       m_nPeakQueueLength);
+    m_nPeakQueueLength = 0;
+    m_tLastReport = NowSeconds();
+  }
+}
+
+void CBackgroundThreadBase::SetTargetWindow(CMessageTarget* pTarget) {
+  std::lock_guard lock(m_lock);
+  m_pTargetWnd = pTarget;
+}
+
+CMessageTarget* CBackgroundThreadBase::TargetWindow() const {
+  std::lock_guard lock(m_lock);
+  return m_pTargetWnd;
+}
+
+int CBackgroundThreadBase::QueueLength() const {
+  std::lock_guard lock(m_lock);
+  return static_cast<int>(m_queue.size());
+}
+
+bool CBackgroundThreadBase::IsBusy() const {
+  std::lock_guard lock(m_lock);
+  return m_bProcessing || !m_queue.empty();
+}
+
+void CBackgroundThreadBase::OnStart() {
+  SetOwnNice(kLowestNice);
+  Log("Starting thread \"%s\"", m_strThreadName.c_str());
+}
+
+void CBackgroundThreadBase::RunOneRound() {
+  if (m_bStop.load()) return;
+  for (;;) {
+    std::unique_ptr<CBkgPacket> packet;
+    int lengthBefore = 0;
+    {
+      std::lock_guard lock(m_lock);
+      if (m_queue.empty()) {
+        ReportQueueSize(0);
+        m_bProcessing = false;
+        return;
+      }
+      lengthBefore = static_cast<int>(m_queue.size());
+      packet = std::move(m_queue.front());
+      m_queue.pop_front();
+      ReportQueueSize(lengthBefore);
+      m_nLastQueueLength = lengthBefore;
+      m_bProcessing = true;
+    }
+    if (packet->m_nType == PKT_PRIORITY) {
+      ApplyThreadPriority(static_cast<std::int32_t>(packet->m_nParam1));
+    } else if (packet->m_nType > PKT_PRIORITY) {
+      ProcessPacket(*packet, lengthBefore - 1);
+    }
+    packet.reset();
+    {
+      std::lock_guard lock(m_lock);
+      m_bProcessing = false;
+    }
+    if (m_bStop.load()) return;
+  }
+}
+
+void CBackgroundThreadBase::EchoStatus(const CBkgPacket& packet) {
+  if (packet.m_pReplyWnd)
+    packet.m_pReplyWnd->Post(RegMsgSDR::nMsgThreadStatus, packet.m_nParam1, packet.m_nParam2);
+}

@@ -62,6 +62,10 @@ class CBackgroundThreadBase : public CThinThread {
   // Called for every packet of type > 1, with the number of packets still queued behind it.
   virtual void ProcessPacket(CBkgPacket& packet, int nQueuedBehind) = 0;
 
+  // The PKT_STATUS echo: posts RegMsgSDR::nMsgThreadStatus with the packet's two
+  // parameters to its reply window. Queued behind other work, it arrives after that work.
+  static void EchoStatus(const CBkgPacket& packet);
+
   void OnStart() override;
   void RunOneRound() override;
 

@@ -40,3 +40,8 @@ class CMessageQueue final : public CMessageTarget {
   std::deque<CMessage> m_queue;
   bool m_bClosed = false;
 };
+
+// Writes the line carried by a RegMsgSDR::nMsgSendLogfile message to the log and frees it;
+// returns false (and leaves msg alone) for any other message. What a headless owner of
+// worker threads does where the main frame would write to its log pane and file.
+bool WriteIfLogMessage(CMessage& msg);
