@@ -1,0 +1,375 @@
+#include "persist/MySettingsStore.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <system_error>
+
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "persist/XMLMgr.h"
+
+namespace {
+
+constexpr const char* kRootName = "Brannock-Vexlor";
+constexpr const char* kValueElement = "Value";
+constexpr const char* kListKey = "Item";
+
+constexpr const char* kTypeInt = "Int";
+constexpr const char* kTypeDouble = "Double";
+constexpr const char* kTypeText = "Text";
+constexpr const char* kTypeTextList = "TextList";
+constexpr const char* kTypeBinary = "Binary";
+constexpr const char* kTypeRect = "Rect";
+
+// Holds an advisory lock on "<settings file>.lock" for one read-modify-write cycle.
+// flock locks belong to the open file, so two store objects in one process exclude each
+// other just as two processes do. Without the lock (read-only folder) the write goes ahead
+// and the rename still keeps the file whole.
+class CSettingsFileLock {
+ public:
+  explicit CSettingsFileLock(const std::filesystem::path& settingsFile) {
+    const std::string lockPath = settingsFile.string() + ".lock";
+    m_fd = ::open(lockPath.c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0644);
+    if (m_fd >= 0) {
+      while (::flock(m_fd, LOCK_EX) != 0 && errno == EINTR) {
+      }
+    }
+  }
+  ~CSettingsFileLock() {
+    if (m_fd >= 0) ::close(m_fd);
+  }
+  CSettingsFileLock(const CSettingsFileLock&) = delete;
+  CSettingsFileLock& operator=(const CSettingsFileLock&) = delete;
+
+ private:
+  int m_fd = -1;
+};
+
+bool ReadWholeFile(const std::filesystem::path& path, std::string& bytes) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return false;
+  bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  return !in.bad();
+}
+
+// Strict conversions: the whole text must be the number (the file is ours; anything else
+// is damage or a hand edit gone wrong, and then the value counts as missing).
+template <class T>
+bool ParseWhole(std::string_view text, T& value) {
+  if (text.empty()) return false;
+  const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return ec == std::errc() && ptr == text.data() + text.size();
+}
+
+template <class T>
+bool ReadIntegerInRange(std::string_view text, T& out) {
+  if (!text.empty() && text[0] == '-') {
+    std::int64_t n = 0;
+    if (!ParseWhole(text, n)) return false;
+    if (n < static_cast<std::int64_t>(std::numeric_limits<T>::min())) return false;
+    out = static_cast<T>(n);
+    return true;
+  }
+  std::uint64_t n = 0;
+  if (!ParseWhole(text, n)) return false;
+  if (n > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) return false;
+  out = static_cast<T>(n);
+  return true;
+}
+
+std::string ToHex(const std::vector<std::uint8_t>& bytes) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  text.reserve(bytes.size() * 2);
+  for (std::uint8_t b : bytes) {
+    text += kDigits[b >> 4];
+    text += kDigits[b & 0x0F];
+  }
+  return text;
+}
+
+int HexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return -1;
+}
+
+bool FromHex(std::string_view text, std::vector<std::uint8_t>& bytes) {
+  if (text.size() % 2 != 0) return false;
+  std::vector<std::uint8_t> out(text.size() / 2);
+  for (std::size_t i = 0; i < out.size(); ++i) {
+    const int hi = HexDigit(text[2 * i]);
+    const int lo = HexDigit(text[2 * i + 1]);
+    if (hi < 0 || lo < 0) return false;
+    out[i] = static_cast<std::uint8_t>(hi * 16 + lo);
+  }
+  bytes = std::move(out);
+  return true;
+}
+
+}  // namespace
+
+CMySettingsStore::CMySettingsStore() : CMySettingsStore(DefaultFilePath()) {}
+
+CMySettingsStore::CMySettingsStore(std::filesystem::path settingsFile) : m_path(std::move(settingsFile)) {
+  std::lock_guard lock(m_mutex);
+  RefreshLocked();
+}
+
+std::filesystem::path CMySettingsStore::DefaultFilePath() { return SettingsFolder() / "Settings.xml"; }
+
+std::string CMySettingsStore::IndexedName(int nIndex, std::string_view strName) {
+  return StrFormat("%03d-%.*s", nIndex, static_cast<int>(strName.size()), strName.data());
+}
+
+void CMySettingsStore::RefreshLocked() {
+  std::string bytes;
+  if (!ReadWholeFile(m_path, bytes)) {
+    m_values.clear();
+    m_strLoadedBytes.clear();
+    m_bFileExists = false;
+    m_bFileDamaged = false;
+    return;
+  }
+  if (m_bFileExists && bytes == m_strLoadedBytes) return;
+
+  m_values.clear();
+  m_strLoadedBytes = std::move(bytes);
+  m_bFileExists = true;
+  m_bFileDamaged = false;
+  CXMLMgr xml;
+  if (!xml.LoadFromBuffer(m_strLoadedBytes.data(), m_strLoadedBytes.size())) {
+    m_bFileDamaged = true;
+    LogF("CMySettingsStore> %s cannot be read, the settings start empty: %s", m_path.c_str(),
+         xml.LastError().c_str());
+    return;
+  }
+  for (pugi::xml_node element = CXMLMgr::FindChild(xml.Root(), kValueElement); element;
+       element = CXMLMgr::NextSibling(element, kValueElement)) {
+    CValue value;
+    value.strType = CXMLMgr::GetAttribute(element, "Type");
+    if (value.strType == kTypeTextList) {
+      value.astrList = CXMLMgr::GetStringArray(element, kListKey);
+    } else {
+      value.strData = CXMLMgr::GetAttribute(element, "Data");
+    }
+    m_values.insert_or_assign(CXMLMgr::GetAttribute(element, "Name"), std::move(value));
+  }
+}
+
+bool CMySettingsStore::SaveLocked() {
+  std::error_code ec;
+  std::filesystem::create_directories(m_path.parent_path(), ec);
+  if (m_bFileDamaged) {
+    // A hand edit that broke the file is kept for the user rather than overwritten.
+    std::filesystem::rename(m_path, m_path.string() + ".bad", ec);
+    if (!ec) LogF("CMySettingsStore> Unreadable settings kept as %s.bad", m_path.c_str());
+    m_bFileDamaged = false;
+  }
+
+  CXMLMgr xml;
+  xml.SetEncodingUTF8(true);
+  xml.AddProcessingInstruction();
+  xml.AddHeaderComment(m_path.string(), __FILE_NAME__, __LINE__);
+  const pugi::xml_node root = xml.CreateRootElement(kRootName, {}, true);
+  for (const auto& [name, value] : m_values) {
+    pugi::xml_node element = xml.CreateElement(root, kValueElement, {{"Name", name}, {"Type", value.strType}});
+    if (value.strType == kTypeTextList) {
+      CXMLMgr::SetStringArray(element, kListKey, value.astrList);
+    } else {
+      CXMLMgr::SetAttribute(element, "Data", value.strData);
+    }
+  }
+  std::string text = xml.GetXML();
+  if (!WriteFileAtomically(m_path, text.data(), text.size())) {
+    LogF("CMySettingsStore> Writing %s failed", m_path.c_str());
+    return false;
+  }
+  m_strLoadedBytes = std::move(text);
+  m_bFileExists = true;
+  return true;
+}
+
+bool CMySettingsStore::Find(std::string_view strName, std::string_view strType, CValue& value) {
+  std::lock_guard lock(m_mutex);
+  RefreshLocked();
+  const auto it = m_values.find(strName);
+  if (it == m_values.end() || it->second.strType != strType) return false;
+  value = it->second;
+  return true;
+}
+
+bool CMySettingsStore::Store(std::string_view strName, CValue value) {
+  std::lock_guard lock(m_mutex);
+  CSettingsFileLock fileLock(m_path);
+  RefreshLocked();
+  auto it = m_values.find(strName);
+  CValue previous;
+  const bool bExisted = it != m_values.end();
+  if (bExisted) {
+    previous = std::move(it->second);
+    it->second = std::move(value);
+  } else {
+    it = m_values.emplace(std::string(strName), std::move(value)).first;
+  }
+  if (SaveLocked()) return true;
+  // The file still holds the old state; so must this object.
+  if (bExisted) {
+    it->second = std::move(previous);
+  } else {
+    m_values.erase(it);
+  }
+  return false;
+}
+
+bool CMySettingsStore::DeleteValue(std::string_view strName) {
+  std::lock_guard lock(m_mutex);
+  CSettingsFileLock fileLock(m_path);
+  RefreshLocked();
+  const auto it = m_values.find(strName);
+  if (it == m_values.end()) return false;
+  CValue previous = std::move(it->second);
+  m_values.erase(it);
+  if (SaveLocked()) return true;
+  m_values.emplace(std::string(strName), std::move(previous));
+  return false;
+}
+
+std::filesystem::path CMySettingsStore::EditorFilePath() {
+  std::lock_guard lock(m_mutex);
+  CSettingsFileLock fileLock(m_path);
+  RefreshLocked();
+  if (!m_bFileExists) SaveLocked();
+  return m_path;
+}
+
+bool CMySettingsStore::Read(std::string_view strName, bool& bValue) {
+  std::int64_t n = 0;
+  if (!Read(strName, n)) {
+    std::uint64_t u = 0;
+    if (!Read(strName, u)) return false;
+    bValue = u != 0;
+    return true;
+  }
+  bValue = n != 0;
+  return true;
+}
+
+bool CMySettingsStore::Read(std::string_view strName, int& nValue) {
+  CValue value;
+  return Find(strName, kTypeInt, value) && ReadIntegerInRange(value.strData, nValue);
+}
+
+bool CMySettingsStore::Read(std::string_view strName, unsigned& nValue) {
+  CValue value;
+  return Find(strName, kTypeInt, value) && ReadIntegerInRange(value.strData, nValue);
+}
+
+bool CMySettingsStore::Read(std::string_view strName, std::int64_t& nValue) {
+  CValue value;
+  return Find(strName, kTypeInt, value) && ReadIntegerInRange(value.strData, nValue);
+}
+
+bool CMySettingsStore::Read(std::string_view strName, std::uint64_t& nValue) {
+  CValue value;
+  return Find(strName, kTypeInt, value) && ReadIntegerInRange(value.strData, nValue);
+}
+
+bool CMySettingsStore::Read(std::string_view strName, double& dValue) {
+  CValue value;
+  double d = 0.0;
+  if (!Find(strName, kTypeDouble, value) || !ParseWhole(value.strData, d)) return false;
+  dValue = d;
+  return true;
+}
+
+bool CMySettingsStore::Read(std::string_view strName, std::string& strValue) {
+  CValue value;
+  if (!Find(strName, kTypeText, value)) return false;
+  strValue = std::move(value.strData);
+  return true;
+}
+
+bool CMySettingsStore::Read(std::string_view strName, std::vector<std::string>& astrValue) {
+  CValue value;
+  if (!Find(strName, kTypeTextList, value)) return false;
+  astrValue = std::move(value.astrList);
+  return true;
+}
+
+bool CMySettingsStore::Read(std::string_view strName, std::vector<std::uint8_t>& abValue) {
+  CValue value;
+  return Find(strName, kTypeBinary, value) && FromHex(value.strData, abValue);
+}
+
+bool CMySettingsStore::Read(std::string_view strName, CSettingsRect& rcValue) {
+  CValue value;
+  if (!Find(strName, kTypeRect, value)) return false;
+  int an[4] = {};
+  std::string_view rest(value.strData);
+  for (int i = 0; i < 4; ++i) {
+    const std::size_t comma = rest.find(',');
+    if ((i < 3) != (comma != std::string_view::npos)) return false;
+    if (!ReadIntegerInRange(rest.substr(0, comma), an[i])) return false;
+    if (i < 3) rest.remove_prefix(comma + 1);
+  }
+  rcValue = CSettingsRect{an[0], an[1], an[2], an[3]};
+  return true;
+}
+
+bool CMySettingsStore::Write(std::string_view strName, bool bValue) {
+  return Write(strName, static_cast<int>(bValue ? 1 : 0));
+}
+
+bool CMySettingsStore::Write(std::string_view strName, int nValue) {
+  return Store(strName, CValue{kTypeInt, std::to_string(nValue), {}});
+}
+
+bool CMySettingsStore::Write(std::string_view strName, unsigned nValue) {
+  return Store(strName, CValue{kTypeInt, std::to_string(nValue), {}});
+}
+
+bool CMySettingsStore::Write(std::string_view strName, std::int64_t nValue) {
+  return Store(strName, CValue{kTypeInt, std::to_string(nValue), {}});
+}
+
+bool CMySettingsStore::Write(std::string_view strName, std::uint64_t nValue) {
+  return Store(strName, CValue{kTypeInt, std::to_string(nValue), {}});
+}
+
+bool CMySettingsStore::Write(std::string_view strName, double dValue) {
+  // Shortest text that reads back to the same double, whatever the locale.
+  char buffer[64];
+  const auto [ptr, ec] = std::to_chars(buffer, buffer + sizeof(buffer), dValue);
+  if (ec != std::errc()) return false;
+  return Store(strName, CValue{kTypeDouble, std::string(buffer, ptr), {}});
+}
+
+bool CMySettingsStore::Write(std::string_view strName, const std::string& strValue) {
+  return Store(strName, CValue{kTypeText, strValue, {}});
+}
+
+bool CMySettingsStore::Write(std::string_view strName, const char* pszValue) {
+  return Write(strName, std::string(pszValue != nullptr ? pszValue : ""));
+}
+
+bool CMySettingsStore::Write(std::string_view strName, const std::vector<std::string>& astrValue) {
+  return Store(strName, CValue{kTypeTextList, {}, astrValue});
+}
+
+bool CMySettingsStore::Write(std::string_view strName, const std::vector<std::uint8_t>& abValue) {
+  return Store(strName, CValue{kTypeBinary, ToHex(abValue), {}});
+}
+
+bool CMySettingsStore::Write(std::string_view strName, const CSettingsRect& rcValue) {
+  return Store(strName, CValue{kTypeRect,
+                               StrFormat("%d,%d,%d,%d", rcValue.left, rcValue.top, rcValue.right, rcValue.bottom),
+                               {}});
+}
