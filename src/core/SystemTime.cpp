@@ -34,8 +34,11 @@ void CivilFromDays(std::int64_t z, std::int64_t& y, unsigned& m, unsigned& d) {
   y += m <= 2;
 }
 
+// The last year a FILETIME can hold.
+constexpr std::uint16_t kLastYear = 30827;
+
 bool IsValid(const SYSTEMTIME& st) {
-  return st.wYear >= 1601 && st.wMonth >= 1 && st.wMonth <= 12 && st.wDay >= 1 &&
+  return st.wYear >= 1601 && st.wYear <= kLastYear && st.wMonth >= 1 && st.wMonth <= 12 && st.wDay >= 1 &&
          st.wDay <= 31 && st.wHour < 24 && st.wMinute < 60 && st.wSecond < 60 &&
          st.wMilliseconds < 1000;
 }
@@ -68,6 +71,7 @@ SYSTEMTIME FromTm(const std::tm& t, std::uint16_t ms) {
 }  // namespace
 
 FILETIME64 SystemTimeToFileTime(const SYSTEMTIME& st) {
+  if (st.wYear > kLastYear) return 0;  // beyond what 64 bits of 100 ns can count
   const std::int64_t days = DaysFromCivil(st.wYear, st.wMonth, st.wDay);
   const std::int64_t seconds = days * kSecondsPerDay + st.wHour * 3600 + st.wMinute * 60 +
                                st.wSecond + kEpochDifferenceSeconds;

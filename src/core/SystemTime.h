@@ -22,7 +22,7 @@ struct SYSTEMTIME {
 // 100 ns intervals since 1601-01-01 00:00:00 UTC.
 using FILETIME64 = std::int64_t;
 
-// Calendar time to FILETIME (proleptic Gregorian calendar, no validation beyond arithmetic).
+// Calendar time to FILETIME (proleptic Gregorian calendar); 0 for years past 30827.
 FILETIME64 SystemTimeToFileTime(const SYSTEMTIME& st);
 // FILETIME to calendar time (day of week filled in).
 SYSTEMTIME FileTimeToSystemTime(FILETIME64 ft);

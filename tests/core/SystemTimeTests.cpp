@@ -47,6 +47,8 @@ TEST(SystemTime, MillisecondsTruncateTowardZero) {
 TEST(SystemTime, ACalendarTimeThatDoesNotExistCountsAsZero) {
   EXPECT_EQ(SystemTimeToSeconds(SYSTEMTIME{}), 0);
   EXPECT_EQ(SystemTimeToSeconds(Make(2025, 13, 1, 0, 0, 0)), 0);
+  // A header's year field can hold 65535: no overflow, just no time.
+  EXPECT_EQ(SystemTimeToSeconds(Make(65535, 12, 31, 23, 59, 59)), 0);
 }
 
 TEST(SystemTime, LocalConversionFollowsTheTimeZone) {
