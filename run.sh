@@ -11,3 +11,10 @@ demo=build/demo
 "$cli" demo "$demo"
 first=$(ls "$demo"/*" 000.wav" | head -n 1)
 "$cli" info "$first"
+# The main job, headless: the demonstration recording analysed into a project and a PNG.
+project="$demo/Vexlor Demo (Project).xml"
+image="$demo/Vexlor Demo.png"
+"$cli" analyse "$first" --fft 8192 --window hann --width 1600 --height full \
+  --project "$project" --image "$image"
+echo "Project written to: $(realpath "$project")"
+echo "Picture written to: $(realpath "$image")"

@@ -26,8 +26,16 @@ std::uint32_t CWaveFileWriter::Create(const std::filesystem::path& path, const C
   for (const auto& [id, bytes] : extraChunks) {
     MMCKINFO chunk;
     chunk.ckid = id;
+    // A "LIST" chunk's bytes begin with its list type ("INFO" ...), which the chunk header
+    // itself carries.
+    std::size_t nSkip = 0;
+    if (id == FourCC("LIST") && bytes.size() >= 4) {
+      chunk.fccType = MakeFourCC(bytes[0], bytes[1], bytes[2], bytes[3]);
+      nSkip = 4;
+    }
     if (const std::uint32_t nError = m_file.CreateChunk(chunk, 0)) return fail(nError);
-    if (m_file.Write(bytes.data(), bytes.size()) != static_cast<std::int64_t>(bytes.size()))
+    const std::size_t nBody = bytes.size() - nSkip;
+    if (m_file.Write(bytes.data() + nSkip, nBody) != static_cast<std::int64_t>(nBody))
       return fail(MMIOERR_CANNOTWRITE);
     if (const std::uint32_t nError = m_file.Ascend(chunk)) return fail(nError);
   }

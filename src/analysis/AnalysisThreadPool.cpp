@@ -1,0 +1,80 @@
+#include "analysis/AnalysisThreadPool.h"
+
+#include <algorithm>
+
+#include "core/Log.h"
+#include "core/ProcessFigures.h"
+#include "persist/MySettingsStore.h"
+
+CAnalysisThreadPool::~CAnalysisThreadPool() { Shutdown(); }
+
+int ReportedQueueLength(const CBackgroundThreadBase& worker) {
+  return worker.QueueLength() + (worker.IsBusy() ? 1 : 0);
+}
+
+bool CAnalysisThreadPool::Create(CMessageTarget* pMainFrame, int nFFTWorkers, int nFFTPriority) {
+  if (m_bCreated) return true;
+  m_bCreated = true;
+  const int nCount = nFFTWorkers > 0 ? nFFTWorkers : UsableProcessors();
+  bool bOk = true;
+  for (int i = 0; i < nCount; ++i) {
+    auto pWorker = std::make_unique<CBackgroundThreadFFT>(i);
+    pWorker->SetThreadName(StrFormat("FFT %d", i + 1));
+    pWorker->SetTargetWindow(pMainFrame);
+    bOk = pWorker->StartThread() && bOk;
+    pWorker->SetPriority(nFFTPriority);
+    pWorker->WaitUntilIdle(0);
+    m_apFFT.push_back(std::move(pWorker));
+  }
+  int nSlot = 0;
+  for (CBackgroundThreadReader* pThread : {&m_reader, &m_forwarder}) {
+    pThread->SetThreadName(nSlot++ == 0 ? "File Reader" : "File Forwarder");
+    pThread->SetTargetWindow(pMainFrame);
+    bOk = pThread->StartThread() && bOk;
+    pThread->SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
+    pThread->WaitUntilIdle(0);
+  }
+  m_reader.SetForwarder(&m_forwarder);
+  m_reader.SetBlockCache(&m_blockCache);
+  m_forwarder.SetBlockCache(&m_blockCache);
+  return bOk;
+}
+
+void CAnalysisThreadPool::Shutdown() {
+  if (!m_bCreated) return;
+  m_bCreated = false;
+  m_reader.WaitUntilIdle(10000);
+  m_forwarder.WaitUntilIdle(10000);
+  for (auto& pWorker : m_apFFT) pWorker->WaitUntilIdle(10000);
+  m_reader.StopThread();
+  m_forwarder.StopThread();
+  for (auto& pWorker : m_apFFT) pWorker->StopThread();
+}
+
+std::vector<CBackgroundThreadFFT*> CAnalysisThreadPool::FFTWorkers() const {
+  std::vector<CBackgroundThreadFFT*> ap;
+  for (const auto& p : m_apFFT) ap.push_back(p.get());
+  return ap;
+}
+
+int CAnalysisThreadPool::StoredMaxThreads(CMySettingsStore& settings) {
+  int n = -1;
+  if (!settings.Read("CMainFrame::MaxThreads", n)) return -1;
+  return n;
+}
+
+int CAnalysisThreadPool::MaxThreads(CMySettingsStore& settings, int nFFTWorkers) {
+  return MaxThreads(StoredMaxThreads(settings), nFFTWorkers);
+}
+
+int CAnalysisThreadPool::MaxThreads(int nStoredMaxThreads, int nFFTWorkers) {
+  int n = nStoredMaxThreads;
+  if (n < 0) n = std::min(nFFTWorkers, 4);
+  return std::clamp(n, 1, std::max(nFFTWorkers, 1));
+}
+
+int CAnalysisThreadPool::FFTHint(CMySettingsStore& settings) {
+  int n = 1;
+  settings.Read("CMainFrame::FFTHint", n);
+  return n;
+}

@@ -1,0 +1,61 @@
+#pragma once
+// CAnalysisThreadPool: the long-lived analysis workers, made once at start and kept until
+// the program ends: the FFT workers ("FFT 1" ... at idle priority), then "File Reader" and
+// "File Forwarder" (below normal). The GUI's application object and the command-line tool
+// both own one; analyses reuse the workers, with PKT_RELEASE and new options between runs.
+
+#include <memory>
+#include <vector>
+
+#include "analysis/BackgroundThreadFFT.h"
+#include "analysis/BackgroundThreadReader.h"
+
+class CMessageTarget;
+class CMySettingsStore;
+
+// A worker's load as the reader, forwarder and controller weigh it: the packets queued
+// plus the one being processed (a worker busy with its only packet counts 1, not 0).
+int ReportedQueueLength(const CBackgroundThreadBase& worker);
+
+class CAnalysisThreadPool {
+ public:
+  CAnalysisThreadPool() = default;
+  ~CAnalysisThreadPool();
+  CAnalysisThreadPool(const CAnalysisThreadPool&) = delete;
+  CAnalysisThreadPool& operator=(const CAnalysisThreadPool&) = delete;
+
+  // Creates and starts the workers with pMainFrame as their log window. nFFTWorkers <= 0
+  // takes the usable processor count (processors − 1, at least 1). The FFT workers run at
+  // idle priority so that the rest of the machine stays responsive; a tool that wants its
+  // result regardless of other load may ask for another. False when a thread could not be
+  // started.
+  bool Create(CMessageTarget* pMainFrame, int nFFTWorkers = 0, int nFFTPriority = THREAD_PRIORITY_IDLE);
+  // Orderly stop: waits for each worker's queue to drain (at most 10000 ms each), then ends
+  // the reader, the forwarder and every FFT worker in that order.
+  void Shutdown();
+
+  int FFTWorkerCount() const { return static_cast<int>(m_apFFT.size()); }
+  CBackgroundThreadFFT& FFTWorker(int i) { return *m_apFFT[static_cast<std::size_t>(i)]; }
+  CBackgroundThreadReader& Reader() { return m_reader; }
+  CBackgroundThreadReader& Forwarder() { return m_forwarder; }
+  std::vector<CBackgroundThreadFFT*> FFTWorkers() const;
+  // The large blocks that the reader and the forwarder reuse from run to run.
+  CBlockCache& BlockCache() { return m_blockCache; }
+
+  // "CMainFrame::MaxThreads": the FFT workers an analysis may use; the stored value, or
+  // min(workers, 4) when none is stored, clamped to 1 .. workers.
+  static int MaxThreads(CMySettingsStore& settings, int nFFTWorkers);
+  // The same from a stored value (−1: none stored).
+  static int MaxThreads(int nStoredMaxThreads, int nFFTWorkers);
+  // The stored value of "CMainFrame::MaxThreads", −1 when none is stored.
+  static int StoredMaxThreads(CMySettingsStore& settings);
+  // "CMainFrame::FFTHint": 1 "Fast" (the default) or 2 "Best".
+  static int FFTHint(CMySettingsStore& settings);
+
+ private:
+  CBlockCache m_blockCache;
+  std::vector<std::unique_ptr<CBackgroundThreadFFT>> m_apFFT;
+  CBackgroundThreadReader m_reader;
+  CBackgroundThreadReader m_forwarder;
+  bool m_bCreated = false;
+};

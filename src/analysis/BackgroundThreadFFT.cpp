@@ -1,0 +1,133 @@
+#include "analysis/BackgroundThreadFFT.h"
+
+#include <cstring>
+#include <memory>
+
+#include "analysis/AnalysisRecords.h"
+#include "analysis/AnalysisWindow.h"
+#include "analysis/SpectrumKernel.h"
+#include "core/AppState.h"
+#include "core/RegisteredMessages.h"
+
+namespace {
+
+// libgomp's own synchronisation is invisible to the thread sanitizer, which would report
+// the conversion threads' writes as races; sanitizer builds convert the same parts on the
+// worker's own thread.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kConvertInParallel = false;
+#else
+constexpr bool kConvertInParallel = true;
+#endif
+
+// Below this FFT size a block converts in less time than it takes to wake a second thread
+// and wait for it: on a busy machine that wait is a whole scheduling slice, and measured at
+// 1 M points the two-thread conversion made the whole analysis slower by a third. Smaller
+// blocks convert their two parts one after the other on the worker's own thread; the
+// parts, and so the levels, are the same either way.
+constexpr std::uint32_t kParallelConversionMinSize = 1u << 22;
+
+}  // namespace
+
+CBackgroundThreadFFT::CBackgroundThreadFFT(int nIndex) : m_nIndex(nIndex) {}
+
+CBackgroundThreadFFT::~CBackgroundThreadFFT() { StopThread(); }
+
+void CBackgroundThreadFFT::SetOptions(const CAnalysisOptions& options) {
+  const bool bKeep = m_plan && m_nFFTSize == options.m_nAnalysisFFTSize && m_nHintInUse == options.m_nFFTHint;
+  m_options.CopyFrom(options);
+  if (bKeep)
+    m_eWindowInUse = EffectiveAnalysisWindow(m_options.m_eAnalysisWindow);
+  else
+    ReleaseState();
+}
+
+void CBackgroundThreadFFT::ProcessPacket(CBkgPacket& packet, int) {
+  switch (packet.m_nType) {
+    case PKT_FFT: {
+      auto* pPacket = dynamic_cast<CFFTPacket*>(&packet);
+      if (!pPacket) return;
+      std::unique_ptr<CSampleBlock> pBlock = pPacket->TakeBlock();
+      if (!pBlock) return;
+      if (!m_bReady) BuildState();
+      Transform(*pBlock, packet.m_pReplyWnd);
+      if (packet.m_pReplyWnd)
+        packet.m_pReplyWnd->Post(RegMsgSDR::nMsgFFTBuff, static_cast<std::uintptr_t>(m_nIndex), 0,
+                                 std::move(pBlock));
+      break;
+    }
+    case PKT_STATUS:
+      EchoStatus(packet);
+      break;
+    case PKT_WINDOW:
+      m_pWindow = static_cast<const float*>(packet.m_pPayload);
+      m_nWindowLength = packet.m_nParam1;
+      break;
+    case PKT_RELEASE:
+      ReleaseState();
+      break;
+    default:
+      break;
+  }
+}
+
+void CBackgroundThreadFFT::BuildState() {
+  m_bReady = true;
+  m_nFFTSize = m_options.m_nAnalysisFFTSize;
+  m_eWindowInUse = EffectiveAnalysisWindow(m_options.m_eAnalysisWindow);
+  m_nHintInUse = m_options.m_nFFTHint;
+  m_workA = CFFTWFloats(2 * std::size_t{m_nFFTSize});
+  m_workB = CFFTWFloats(2 * std::size_t{m_nFFTSize});
+  if (m_workA && m_workB && !m_plan.Create(m_nFFTSize, m_workB.Data(), m_workA.Data(), m_nHintInUse))
+    Log("FFT %d> Cannot make an FFT plan of %u points", m_nIndex + 1, m_nFFTSize);
+  // Measuring overwrote the vectors; a fresh state starts from zeros.
+  if (m_workA) std::memset(m_workA.Data(), 0, m_workA.Size() * sizeof(float));
+  if (m_workB) std::memset(m_workB.Data(), 0, m_workB.Size() * sizeof(float));
+  m_fReferenceLevel = SpectrumKernel::ReferenceLevel(m_nFFTSize);
+}
+
+void CBackgroundThreadFFT::ReleaseState() {
+  m_rowStorage.Trim();
+  m_plan.Reset();
+  m_workA.Reset();
+  m_workB.Reset();
+  m_bReady = false;
+}
+
+void CBackgroundThreadFFT::ConvertSamples(const std::uint8_t* pBlock, std::uint16_t nFormatTag,
+                                          std::uint16_t nBits) {
+  float* pWork = m_workA.Data();
+  const std::uint32_t n = m_nFFTSize;
+  // The block is always cut into the same two parts, whatever number of threads the
+  // runtime grants: the parts' source offsets shape the levels (see ConvertPart).
+#pragma omp parallel for num_threads(SpectrumKernel::kConversionParts) schedule(static, 1) if (kConvertInParallel && n >= kParallelConversionMinSize)
+  for (int t = 0; t < SpectrumKernel::kConversionParts; ++t)
+    SpectrumKernel::ConvertPart(pBlock, nFormatTag, nBits, n, t, SpectrumKernel::kConversionParts, pWork);
+}
+
+void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReplyWnd) {
+  const std::uint32_t n = m_nFFTSize;
+  if (!m_plan || n == 0 || !block.m_pData) return;
+  const std::size_t nBytesPerValue = block.m_nBitsPerSample / 8u;
+  const std::size_t nBlockBytes = nBytesPerValue * n * 2;
+  if (nBlockBytes == 0) return;
+  const std::size_t nBlocks = block.m_nBytesUsed / nBlockBytes;
+  // A table that does not match the size (none sent) cannot be applied; the block is then
+  // transformed unwindowed rather than read past the table's end.
+  const bool bWindow = m_eWindowInUse != ANALYSIS_WINDOW_NONE && m_pWindow && m_nWindowLength >= n;
+  const std::uint8_t* p = block.m_pData.get();
+  std::uint32_t nRow = block.m_nFirstRow;
+  for (std::size_t b = 0; b < nBlocks; ++b, p += nBlockBytes, ++nRow) {
+    if (AppState::bShuttingDown) return;
+    ConvertSamples(p, block.m_nFormatTag, block.m_nBitsPerSample);
+    if (m_options.m_bAnalysisSwapIQ) SpectrumKernel::SwapIQ(m_workA.Data(), n);
+    if (bWindow)
+      SpectrumKernel::ApplyWindow(m_workA.Data(), m_pWindow, n, m_workB.Data());
+    else
+      std::memcpy(m_workB.Data(), m_workA.Data(), 2 * std::size_t{n} * sizeof(float));
+    m_plan.Execute();
+    auto pRow = std::make_unique<CRowRecord>(n, &m_rowStorage);
+    SpectrumKernel::ComputeLevels(m_workA.Data(), n, m_fReferenceLevel, pRow->Levels());
+    if (pReplyWnd) pReplyWnd->Post(RegMsgSDR::nMsgFFTOutput, nRow, 0, std::move(pRow));
+  }
+}

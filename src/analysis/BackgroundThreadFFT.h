@@ -1,0 +1,57 @@
+#pragma once
+// CBackgroundThreadFFT: a worker that turns sample blocks into spectrum rows.
+//
+// For every FFT block of a PKT_FFT sample block it converts the raw values, swaps I and Q
+// when asked, applies the shared window table, transforms with FFTW and posts one row
+// record (RegMsgSDR::nMsgFFTOutput, wParam = row index); after the last block it hands the
+// sample block back (RegMsgSDR::nMsgFFTBuff, wParam = worker index). Rows of several
+// workers therefore arrive in any order; the controller puts them back in order.
+//
+// The FFT state (plan and work vectors) is built on the first PKT_FFT after a release or a
+// change of FFT size or hint, and allocated once per plan, never per block.
+
+#include <cstdint>
+
+#include "analysis/AnalysisOptions.h"
+#include "analysis/BlockCache.h"
+#include "analysis/FFTPlan.h"
+#include "core/BackgroundThreadBase.h"
+
+struct CSampleBlock;
+
+class CBackgroundThreadFFT final : public CBackgroundThreadBase {
+ public:
+  explicit CBackgroundThreadFFT(int nIndex);
+  ~CBackgroundThreadFFT() override;
+
+  int Index() const { return m_nIndex; }
+
+  // Called on the controlling thread while the worker is idle (followed by WaitUntilIdle):
+  // keeps the FFT state when size and hint are unchanged, otherwise frees it.
+  void SetOptions(const CAnalysisOptions& options);
+
+ protected:
+  void ProcessPacket(CBkgPacket& packet, int nQueuedBehind) override;
+
+ private:
+  void BuildState();
+  void ReleaseState();
+  void Transform(CSampleBlock& block, CMessageTarget* pReplyWnd);
+  void ConvertSamples(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint16_t nBits);
+
+  CAnalysisOptions m_options;
+  bool m_bReady = false;
+  float m_fReferenceLevel = 0.0f;
+  const int m_nIndex;
+  std::uint32_t m_nWindowLength = 0;
+  std::uint32_t m_nFFTSize = 0;
+  std::uint32_t m_eWindowInUse = 0;
+  int m_nHintInUse = -1;
+  CFFTWFloats m_workA;  // N complex: the block being prepared, then the spectrum
+  CFFTWFloats m_workB;  // N complex: the transform's input
+  const float* m_pWindow = nullptr;  // shared, owned by the controller
+  CFFTPlan m_plan;
+  // Row records go out with every FFT block and come back freed by the controller; their
+  // storage is reused instead of being faulted in afresh for every row.
+  CBlockCache m_rowStorage{8};
+};

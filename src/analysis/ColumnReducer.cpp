@@ -1,0 +1,45 @@
+#include "analysis/ColumnReducer.h"
+
+#include <algorithm>
+
+void CColumnReducer::BuildRuns(int nBins, int nWidth) {
+  m_nBins = nBins;
+  m_nWidth = nWidth;
+  m_anRunEnd.resize(static_cast<std::size_t>(nWidth));
+  // The boundaries are single-precision positions rounded half up, as the pictures of
+  // earlier versions were made; the last one is held to the band so no bin falls off the end.
+  const float ratio = static_cast<float>(nBins) / static_cast<float>(nWidth);
+  for (int j = 0; j < nWidth; ++j) {
+    const float position = static_cast<float>(j + 1) * ratio;
+    m_anRunEnd[static_cast<std::size_t>(j)] = std::min(static_cast<std::int32_t>(position + 0.5f), nBins);
+  }
+  m_anRunEnd.back() = nBins;
+}
+
+void CColumnReducer::Reduce(const float* pSource, int nBins, float* pOut, int nWidth) {
+  if (nBins <= 0 || nWidth <= 0) return;
+
+  if (nBins >= nWidth) {
+    if (nBins != m_nBins || nWidth != m_nWidth) BuildRuns(nBins, nWidth);
+    std::int32_t start = 0;
+    for (int j = 0; j < nWidth; ++j) {
+      const std::int32_t end = m_anRunEnd[static_cast<std::size_t>(j)];
+      float peak = kEmptyLevel;
+      for (std::int32_t i = start; i < end; ++i) peak = pSource[i] > peak ? pSource[i] : peak;
+      pOut[j] = peak;
+      start = std::max(start, end);
+    }
+    return;
+  }
+
+  if (nBins == 1) {
+    std::fill(pOut, pOut + nWidth, pSource[0]);
+    return;
+  }
+  for (int j = 0; j < nWidth; ++j) {
+    const double x = static_cast<double>(j) / nWidth * (nBins - 1);
+    const int i0 = static_cast<int>(x);
+    const int i1 = std::min(nBins - 1, i0 + 1);
+    pOut[j] = static_cast<float>(pSource[i1] * (x - i0) + pSource[i0] * (i1 - x));
+  }
+}

@@ -1,0 +1,29 @@
+#pragma once
+// CColumnReducer: one spectrum row of `bins` levels to W pixel columns.
+//
+// A picture narrower than the band takes the maximum of each run of consecutive bins, so
+// a single strong bin (a carrier) is never lost however far the picture is reduced; a
+// picture wider than the band interpolates linearly between neighbouring bins.
+
+#include <cstdint>
+#include <vector>
+
+class CColumnReducer {
+ public:
+  // What a run with no bins (or a column with no source) holds.
+  static constexpr float kEmptyLevel = -999.9f;
+
+  // Reduces pSource[0 .. nBins) into pOut[0 .. nWidth). The run boundaries are kept and
+  // reused while nBins and nWidth stay the same. nBins <= 0 leaves pOut untouched.
+  void Reduce(const float* pSource, int nBins, float* pOut, int nWidth);
+
+  // The end (exclusive) of pixel j's run for the last (nBins, nWidth) with nBins >= nWidth.
+  const std::vector<std::int32_t>& RunEnds() const { return m_anRunEnd; }
+
+ private:
+  void BuildRuns(int nBins, int nWidth);
+
+  int m_nBins = -1;
+  int m_nWidth = -1;
+  std::vector<std::int32_t> m_anRunEnd;
+};

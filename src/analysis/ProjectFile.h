@@ -1,0 +1,69 @@
+#pragma once
+// CProjectFile: a finished analysis kept as one XML file, so that the picture can be shown
+// again without reading the recording.
+//
+//   <Brannock-Vexlor xml:lang="EN">
+//     <AnalysisOptions Description="Analysis options" Created="..." m_... />
+//     <Tags XML="...the tag list as XML text..." />
+//     <Data Count="rows" Width="values per row" Height="picture height">
+//       <Entry Flag="1" Size="values" Time="seconds" Data="Base64 of Size little-endian floats" />
+//       ...
+//
+// The same writer, given no rows and an empty path, writes "CurrentAnalysisOptions.xml" in
+// the data folder. Row data is encoded and decoded on 8 threads. Saves are atomic: a
+// temporary file renamed over the target.
+//
+// Loading trusts nothing in the file for sizes: "Count" is a hint, a row's buffer is bounded
+// by "Width" + 64 values and, overall, by the Base64 text the file really holds. Rows whose
+// data does not decode are loaded as zero rows and counted in the load's message.
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+#include "analysis/ImageRows.h"
+
+class CAnalysisOptions;
+
+// Progress of a save or load: a caption and a bar. Calls come on the calling thread.
+class CProjectProgress {
+ public:
+  virtual ~CProjectProgress() = default;
+  virtual void SetCaption(const std::string& strCaption) = 0;
+  virtual void SetRange(int nLow, int nHigh) = 0;
+  virtual void SetPos(int nPos) = 0;
+  // Repaint the bar and handle pending window messages, so the dialog stays alive.
+  virtual void Pump() {}
+};
+
+class CProjectFile {
+ public:
+  static constexpr int kThreads = 8;
+  // Values a loaded row may hold beyond the picture width.
+  static constexpr std::size_t kRowSlack = 64;
+
+  // The target of an empty path: "CurrentAnalysisOptions.xml" in the data folder.
+  static std::filesystem::path DefaultPath();
+  // The file name proposed for a new project: the first recording file's path without its
+  // extension and without trailing blanks and digits, then " (Project).xml".
+  static std::filesystem::path ProposedPath(const std::filesystem::path& firstRecordingFile);
+
+  // Writes options, rows and tag text. nWidth / nHeight are the picture's size. On
+  // failure returns false with strError saying why.
+  static bool Save(const CAnalysisOptions& options, const std::filesystem::path& path, const CImageRows& rows,
+                   int nWidth, int nHeight, const std::string& strTagXml, CProjectProgress* pProgress,
+                   std::string& strError);
+
+  // Reads a project. Fails (false, strMessage the reason, every output untouched) when
+  // the file cannot be loaded or has no "AnalysisOptions"; otherwise fills every output and
+  // returns true, with strMessage empty or telling what was damaged. nWidth and nHeight
+  // are the values the file states; the options' time-format flag comes back 0 (it is
+  // written as m_bTimeFormatLocal but read from m_nTimeFormatLocal, as projects always were).
+  static bool Load(CAnalysisOptions& options, const std::filesystem::path& path, CImageRows& rows, int& nWidth,
+                   int& nHeight, std::string& strTagXml, CProjectProgress* pProgress, std::string& strMessage);
+
+  // As Load, from the file's bytes (the fuzz target's way in).
+  static bool LoadFromBuffer(CAnalysisOptions& options, const void* pData, std::size_t nSize, CImageRows& rows,
+                             int& nWidth, int& nHeight, std::string& strTagXml, CProjectProgress* pProgress,
+                             std::string& strMessage);
+};
