@@ -299,6 +299,17 @@ int RunDemod(const CliArgs& args) {
   std::uint64_t samplesOut = 0;
   double cpuSeconds = 0.0;
   const auto wallStart = std::chrono::steady_clock::now();
+  // Writes the first n samples of the chain's output.
+  const auto writeOutput = [&](int n) {
+    pcm.resize(static_cast<std::size_t>(n));
+    for (int k = 0; k < n; ++k) pcm[k] = ToPcm16(chain.Output()[k]);
+    if (n > 0 && !writer.Write(pcm.data(), pcm.size() * sizeof(std::int16_t))) {
+      options.Error(output + ": write error");
+      return false;
+    }
+    samplesOut += static_cast<std::uint64_t>(n);
+    return true;
+  };
 
   for (; fileIndex < desc.m_nFiles && samplesLeft > 0; ++fileIndex, skip = 0) {
     const std::string& path = desc.m_astrFileNames[fileIndex];
@@ -338,15 +349,18 @@ int RunDemod(const CliArgs& args) {
       samplesIn += count;
       samplesLeft -= count;
 
-      const int n = chain.OutputCount();
-      pcm.resize(static_cast<std::size_t>(n));
-      for (int k = 0; k < n; ++k) pcm[k] = ToPcm16(chain.Output()[k]);
-      if (n > 0 && !writer.Write(pcm.data(), pcm.size() * sizeof(std::int16_t))) {
-        options.Error(output + ": write error");
-        return 1;
-      }
-      samplesOut += n;
+      if (!writeOutput(chain.OutputCount())) return 1;
     }
+  }
+  // The chain holds back what its filters delay; silence pushed through after the last
+  // block brings it out, so the audio lasts exactly as long as the recording read.
+  const std::uint64_t wanted = static_cast<std::uint64_t>(
+      std::llround(static_cast<double>(samplesIn) / rate * CDSPDemodMain::kOutputRate));
+  std::fill(block.begin(), block.end(), std::complex<float>{});
+  for (int flushed = 0; samplesOut < wanted && flushed < 4 * static_cast<int>(rate); flushed += kBlockSamples) {
+    chain.ProcessBlock(block.data(), kBlockSamples, static_cast<int>(rate));
+    const std::uint64_t n = std::min<std::uint64_t>(chain.OutputCount(), wanted - samplesOut);
+    if (!writeOutput(static_cast<int>(n))) return 1;
   }
   if (const std::uint32_t code = writer.Close()) {
     options.Error(output + ": " + MmioErrorText(code));
