@@ -1,24 +1,46 @@
+#include "dsp/DSPDemodMain.h"
 // Player thread CPU: the share of one core that the "Demod" thread uses while it plays in
+#include "dsp/DSPDemodMain.h"
 // real time through the null audio device (reading, conversion, display FFT, demodulation,
+#include "dsp/DSPDemodMain.h"
 // audio out), for the demonstration recording (250 000 samples/s) and for a 2 000 000
+#include "dsp/DSPDemodMain.h"
 // samples/s recording in AM, USB and broadcast FM. The target is below 10 % of one core for
+#include "dsp/DSPDemodMain.h"
 // every mode at 2 000 000 samples/s.
+#include "dsp/DSPDemodMain.h"
 //
+#include "dsp/DSPDemodMain.h"
 // usage: bench_player [SECONDS]   (measuring time per case, default 5)
+#include "dsp/DSPDemodMain.h"
 
+#include "dsp/DSPDemodMain.h"
 #include <chrono>
+#include "dsp/DSPDemodMain.h"
 #include <cmath>
+#include "dsp/DSPDemodMain.h"
 #include <cstdio>
+#include "dsp/DSPDemodMain.h"
 #include <cstdlib>
+#include "dsp/DSPDemodMain.h"
 #include <filesystem>
+#include "dsp/DSPDemodMain.h"
 #include <random>
+#include "dsp/DSPDemodMain.h"
 #include <string>
+#include "dsp/DSPDemodMain.h"
 #include <thread>
+#include "dsp/DSPDemodMain.h"
 #include <vector>
+#include "dsp/DSPDemodMain.h"
 
+#include "dsp/DSPDemodMain.h"
 #include "core/Log.h"
+#include "dsp/DSPDemodMain.h"
 #include "core/MessageQueue.h"
+#include "dsp/DSPDemodMain.h"
 #include "core/RegisteredMessages.h"
+#include "dsp/DSPDemodMain.h"
 #include "player/DemodBackgroundThread.h"
 #include "player/NullAudioBackend.h"
 #include "player/PlayerControl.h"
@@ -80,7 +102,7 @@ CResult Measure(const CRecordingDescription& desc, double dFreqHz, const char* p
   options.m_nOutputID = 0;
   options.m_strOutputName = "Null";
   options.m_strMode = pszMode;
-  DefaultPassBand(PlayerModeNumber(pszMode), 500, options.m_nFilterLow, options.m_nFilterHigh);
+  CDSPDemodMain::DefaultPassBand(PlayerModeNumber(pszMode), 500, options.m_nFilterLow, options.m_nFilterHigh);
   thread.SendTuningOffset(static_cast<int>(dFreqHz - desc.m_nCenterFrequency));
   std::string strMessage;
   StartPlay(thread, desc, 1.0, false, options, &view, 0, {}, strMessage);

@@ -60,49 +60,6 @@ int ParseMode(const std::string& name) {
   return -1;
 }
 
-// Pass bands that suit each mode when none is given (low, high in Hz).
-void DefaultPassBand(int mode, int cwPitch, int& low, int& high) {
-  low = 200;
-  high = 3000;
-  switch (mode) {
-    case eDemodCWL:
-    case eDemodCWU:
-      low = std::max(50, cwPitch - 250);
-      high = cwPitch + 250;
-      break;
-    case eDemodAM:
-    case eDemodSAM:
-    case eDemodECSS:
-    case eDemodECSSL:
-    case eDemodECSSU:
-      high = 5000;
-      break;
-    case eDemodNFM:
-      low = 0;
-      high = 7500;  // 5 kHz deviation of voice plus its sidebands, within the 16 kHz IF
-      break;
-    case eDemodWFM:
-      low = 0;
-      high = 20000;
-      break;
-    case eDemodBFM:
-      low = 0;
-      high = 100000;
-      break;
-    case eDemodDataL:
-    case eDemodDataU:
-      low = 100;
-      high = 5000;
-      break;
-    case eDemodWideL:
-    case eDemodWideU:
-      low = 100;
-      high = 15000;
-      break;
-    default:
-      break;
-  }
-}
 
 bool ParseFilter(const std::string& text, int& low, int& high) {
   const auto comma = text.find(',');
@@ -209,7 +166,7 @@ int RunDemod(const CliArgs& args) {
 
   CDSPDemodMain chain;
   int low = 0, high = 0;
-  DefaultPassBand(mode, chain.CWPitch(), low, high);
+  CDSPDemodMain::DefaultPassBand(mode, chain.CWPitch(), low, high);
   if (auto f = options.Value("filter"); f && !ParseFilter(*f, low, high)) {
     options.Error("--filter: \"" + *f + "\" is not LO,HI in Hz");
     return 1;

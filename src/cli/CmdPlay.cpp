@@ -117,7 +117,7 @@ int RunPlay(const CliArgs& args) {
     return 1;
   }
   int nLow = 0, nHigh = 0;
-  DefaultPassBand(nMode, 500, nLow, nHigh);
+  CDSPDemodMain::DefaultPassBand(nMode, 500, nLow, nHigh);
   if (auto f = options.Value("filter")) {
     std::string a, b;
     char* pEndA = nullptr;

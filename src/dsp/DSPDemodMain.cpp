@@ -72,6 +72,49 @@ int CDSPDemodMain::ModeFromName(const std::string& name) {
   return -1;
 }
 
+void CDSPDemodMain::DefaultPassBand(int mode, int cwPitchHz, int& lowHz, int& highHz) {
+  lowHz = 200;
+  highHz = 3000;
+  switch (mode) {
+    case eDemodCWL:
+    case eDemodCWU:
+      lowHz = std::max(50, cwPitchHz - 250);
+      highHz = cwPitchHz + 250;
+      break;
+    case eDemodAM:
+    case eDemodSAM:
+    case eDemodECSS:
+    case eDemodECSSL:
+    case eDemodECSSU:
+      highHz = 5000;
+      break;
+    case eDemodNFM:
+      lowHz = 0;
+      highHz = 7500;  // 5 kHz deviation of voice plus its sidebands, within the 16 kHz IF
+      break;
+    case eDemodWFM:
+      lowHz = 0;
+      highHz = 20000;
+      break;
+    case eDemodBFM:
+      lowHz = 0;
+      highHz = 100000;
+      break;
+    case eDemodDataL:
+    case eDemodDataU:
+      lowHz = 100;
+      highHz = 5000;
+      break;
+    case eDemodWideL:
+    case eDemodWideU:
+      lowHz = 100;
+      highHz = 15000;
+      break;
+    default:
+      break;
+  }
+}
+
 int CDSPDemodMain::IFRateOf(int mode) { return ValidMode(mode) ? kModes[mode].ifRateHz : 0; }
 
 int CDSPDemodMain::AudioRateOf(int mode) { return ValidMode(mode) ? kModes[mode].audioRateHz : 0; }

@@ -60,6 +60,8 @@ class CDSPDemodMain {
   static int IFRateOf(int mode);     // 0 outside 0..17
   static int AudioRateOf(int mode);  // 0 outside 0..17
   static EPassBand PassBandOf(int mode);
+  // Pass-band edges (low, high in Hz) that suit a mode when the user has given none.
+  static void DefaultPassBand(int mode, int cwPitchHz, int& lowHz, int& highHz);
 
   // Applies a mode: rates, AGC rate, pass band, resampler, spectrum-tap rates, squelch and
   // demodulator set-up. The mode already in force does nothing. Numbers outside 0..17 are

@@ -54,48 +54,6 @@ int PlayerModeNumber(const std::string& strMode) {
   return eDemodUSB;
 }
 
-void DefaultPassBand(int nMode, int nCWPitchHz, int& nLowHz, int& nHighHz) {
-  nLowHz = 200;
-  nHighHz = 3000;
-  switch (nMode) {
-    case eDemodCWL:
-    case eDemodCWU:
-      nLowHz = std::max(50, nCWPitchHz - 250);
-      nHighHz = nCWPitchHz + 250;
-      break;
-    case eDemodAM:
-    case eDemodSAM:
-    case eDemodECSS:
-    case eDemodECSSL:
-    case eDemodECSSU:
-      nHighHz = 5000;
-      break;
-    case eDemodNFM:
-      nLowHz = 0;
-      nHighHz = 6000;
-      break;
-    case eDemodWFM:
-      nLowHz = 0;
-      nHighHz = 20000;
-      break;
-    case eDemodBFM:
-      nLowHz = 0;
-      nHighHz = 100000;
-      break;
-    case eDemodDataL:
-    case eDemodDataU:
-      nLowHz = 100;
-      nHighHz = 5000;
-      break;
-    case eDemodWideL:
-    case eDemodWideU:
-      nLowHz = 100;
-      nHighHz = 15000;
-      break;
-    default:
-      break;
-  }
-}
 
 CDisplayFFTSetup DisplayFFTForRate(std::uint32_t nRateHz, int nLinesPerSecondSetting) {
   CDisplayFFTSetup setup;

@@ -35,9 +35,6 @@ CPlayerOptions ReadPlayerOptions(CMySettingsStore& store);
 // any case; otherwise 1 (USB).
 int PlayerModeNumber(const std::string& strMode);
 
-// Pass-band edges (low, high in Hz) that suit a mode when the user has given none.
-void DefaultPassBand(int nMode, int nCWPitchHz, int& nLowHz, int& nHighHz);
-
 // The display FFT for a recording rate: display rate in lines per second (20 for 0),
 // samples per line P = rate / lines, N the smallest power of two from 2 that holds P, and
 // overlap 100 - (P x 100 / N) percent in integers. (The spectrum taps round otherwise.)
