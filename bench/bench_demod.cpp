@@ -36,24 +36,12 @@ std::vector<std::complex<float>> MakeInput(int rate) {
   return v;
 }
 
-// Pass bands that suit each mode, as a user would set them.
-void PassBandFor(int mode, int& low, int& high) {
-  low = 200;
-  high = 3000;
-  if (IsFMMode(mode)) low = 0;
-  if (mode == eDemodNFM) high = 6000;
-  if (mode == eDemodWFM) high = 12000;
-  if (mode == eDemodBFM) high = 100000;
-  if (mode == eDemodAM || mode == eDemodSAM || IsECSSMode(mode)) high = 5000;
-  if (mode >= eDemodDataL) high = 10000;
-}
-
 void BM_Demod(benchmark::State& state, int mode, int rate, bool reducedLoad) {
   g_bDSPReducedLoad = reducedLoad;
   const std::vector<std::complex<float>> input = MakeInput(rate);
   CDSPDemodMain chain;
   int low = 0, high = 0;
-  PassBandFor(mode, low, high);
+  CDSPDemodMain::DefaultPassBand(mode, chain.CWPitch(), low, high);
   chain.SetTuningOffset(kOffsetHz);
   chain.SetMode(mode);
   chain.SetPassBand(low, high, mode, chain.IFRate());

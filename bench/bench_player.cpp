@@ -1,44 +1,23 @@
-#include "dsp/DSPDemodMain.h"
 // Player thread CPU: the share of one core that the "Demod" thread uses while it plays in
-#include "dsp/DSPDemodMain.h"
 // real time through the null audio device (reading, conversion, display FFT, demodulation,
-#include "dsp/DSPDemodMain.h"
 // audio out), for the demonstration recording (250 000 samples/s) and for a 2 000 000
-#include "dsp/DSPDemodMain.h"
 // samples/s recording in AM, USB and broadcast FM. The target is below 10 % of one core for
-#include "dsp/DSPDemodMain.h"
 // every mode at 2 000 000 samples/s.
-#include "dsp/DSPDemodMain.h"
 //
-#include "dsp/DSPDemodMain.h"
 // usage: bench_player [SECONDS]   (measuring time per case, default 5)
-#include "dsp/DSPDemodMain.h"
 
-#include "dsp/DSPDemodMain.h"
 #include <chrono>
-#include "dsp/DSPDemodMain.h"
 #include <cmath>
-#include "dsp/DSPDemodMain.h"
 #include <cstdio>
-#include "dsp/DSPDemodMain.h"
 #include <cstdlib>
-#include "dsp/DSPDemodMain.h"
 #include <filesystem>
-#include "dsp/DSPDemodMain.h"
 #include <random>
-#include "dsp/DSPDemodMain.h"
 #include <string>
-#include "dsp/DSPDemodMain.h"
 #include <thread>
-#include "dsp/DSPDemodMain.h"
 #include <vector>
-#include "dsp/DSPDemodMain.h"
 
-#include "dsp/DSPDemodMain.h"
 #include "core/Log.h"
-#include "dsp/DSPDemodMain.h"
 #include "core/MessageQueue.h"
-#include "dsp/DSPDemodMain.h"
 #include "core/RegisteredMessages.h"
 #include "dsp/DSPDemodMain.h"
 #include "player/DemodBackgroundThread.h"
@@ -88,6 +67,7 @@ bool WriteFastRecording(const std::filesystem::path& path, double dSeconds) {
 }
 
 struct CResult {
+  bool bPlayed = false;  // false: play never started (the figures are then 0)
   double dCpuPercent = 0.0;
   double dPlayedPercent = 0.0;  // audio consumed against clock time: 100 = no underrun
 };
@@ -97,7 +77,8 @@ CResult Measure(const CRecordingDescription& desc, double dFreqHz, const char* p
   CMessageQueue mainFrame;
   CMessageQueue view;
   CDemodBackgroundThread thread(pNull);
-  StartPlayerThread(thread, &mainFrame, false);
+  CResult result;
+  if (!StartPlayerThread(thread, &mainFrame, false)) return result;
   CPlayerOptions options;
   options.m_nOutputID = 0;
   options.m_strOutputName = "Null";
@@ -105,14 +86,15 @@ CResult Measure(const CRecordingDescription& desc, double dFreqHz, const char* p
   CDSPDemodMain::DefaultPassBand(PlayerModeNumber(pszMode), 500, options.m_nFilterLow, options.m_nFilterHigh);
   thread.SendTuningOffset(static_cast<int>(dFreqHz - desc.m_nCenterFrequency));
   std::string strMessage;
-  StartPlay(thread, desc, 1.0, false, options, &view, 0, {}, strMessage);
+  if (!StartPlay(thread, desc, 1.0, false, options, &view, 0, {}, strMessage)) return result;
 
   const auto drain = [&] {
     view.PumpPending([](CMessage&) {});
     mainFrame.PumpPending([](CMessage&) {});
   };
   // Set-up (chain design, FFT plans) and the first second of play are left out.
-  while (thread.BlocksProcessed() == 0) {
+  for (const auto tGiveUp = std::chrono::steady_clock::now() + 30s; thread.BlocksProcessed() == 0;) {
+    if (std::chrono::steady_clock::now() > tGiveUp) return result;
     drain();
     std::this_thread::sleep_for(10ms);
   }
@@ -129,7 +111,7 @@ CResult Measure(const CRecordingDescription& desc, double dFreqHz, const char* p
     std::this_thread::sleep_for(10ms);
   }
   const double dWall = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-  CResult result;
+  result.bPlayed = true;
   result.dCpuPercent = (thread.CpuSeconds() - dCpu0) / dWall * 100.0;
   result.dPlayedPercent = 100.0 * static_cast<double>(pNull->SamplesConsumed() - nConsumed0) /
                           static_cast<double>(std::max<std::uint64_t>(1, pNull->ClockSamples() - nClock0));
@@ -183,6 +165,10 @@ int main(int argc, char** argv) {
   std::printf("%-32s %12s %14s\n", "case", "% of a core", "played/clock");
   for (const CCase& c : aCases) {
     const CResult r = Measure(*c.pDesc, c.dFreqHz, c.pszMode, dSeconds);
+    if (!r.bPlayed) {
+      std::printf("%-32s did not play\n", c.pszName);
+      continue;
+    }
     std::printf("%-32s %11.1f%% %13.1f%%\n", c.pszName, r.dCpuPercent, r.dPlayedPercent);
     std::fflush(stdout);
   }

@@ -110,8 +110,10 @@ class CAnalysisOptions {
   std::int64_t m_tAnalysisEndUTC;
   std::int64_t m_tAnalysisStartUTC;
 
-  // The FFT algorithm hint (EFFTHint) the FFT workers plan with; set by the run controller
-  // from "CMainFrame::FFTHint" before each run. Copied with the options, never saved.
+  // The FFT algorithm hint (EFFTHint) the FFT workers plan with. Whoever starts a run sets
+  // it (the GUI from its FFT-hint list, the command-line tool from --hint or the stored
+  // setting); the run controller stores it as "CMainFrame::FFTHint". Copied with the
+  // options, never saved.
   int m_nFFTHint;
 };
 

@@ -50,7 +50,7 @@ void CAnalysisRun::Analyse(const CAnalysisOptions& options) {
 }
 
 void CAnalysisRun::RequestAbort() {
-  if (!m_bBusy || m_bAbort) return;
+  if (!m_bBusy) return;
   m_bAbort = true;
   LogLine("Aborting...");
 }
@@ -101,6 +101,7 @@ bool CAnalysisRun::Start(const CAnalysisOptions& options) {
   m_bReadFinished = false;
   m_bForwarderDrained = false;
   m_bDrainQueued = false;
+  m_bOpenFailed = false;
   ++m_nRunSerial;
   m_nBytesRead = 0;
   m_nRowsDispatched = -1;
@@ -190,7 +191,11 @@ void CAnalysisRun::OnTimer() {
 
 void CAnalysisRun::OnFileOpen(std::uint32_t, bool bSuccess) {
   if (m_pStatus) m_pStatus->FileOpened(bSuccess);
-  if (!bSuccess || !m_bBusy) return;
+  if (!m_bBusy) return;
+  if (!bSuccess) {
+    m_bOpenFailed = true;
+    return;
+  }
   for (int i = 0; i < 3; ++i) RequestRead();
 }
 
@@ -200,12 +205,12 @@ void CAnalysisRun::RequestRead() {
   int nSum = 0;
   bool bAllFull = nWorkers > 0;
   for (int i = 0; i < nWorkers; ++i) {
-    const int q = ReportedQueueLength(m_pool.FFTWorker(i));
+    const int q = m_pool.FFTWorker(i).CurrentQueueLength();
     nSum += q;
     if (q < static_cast<int>(k + 1)) bAllFull = false;
   }
   if (bAllFull) return;
-  if (std::max(ReportedQueueLength(m_pool.Reader()), nSum) >= static_cast<int>(k + 1) * std::max(m_nThreadsInUse, 2))
+  if (std::max(m_pool.Reader().CurrentQueueLength(), nSum) >= static_cast<int>(k + 1) * std::max(m_nThreadsInUse, 2))
     return;
   for (auto& pBuffer : m_apBuffers) {
     CFileIOBuffer& buffer = *pBuffer;
@@ -243,6 +248,8 @@ void CAnalysisRun::OnFileRead(std::intptr_t nBuffer) {
 
   m_nBytesRead += buffer.m_nBytesRead;
   const std::int64_t nDataLength = m_options.m_nAnalysisDataLength;
+  // The excess is cut from the buffer and from the count alike, so that the progress
+  // ends at 100 % rather than up to a buffer beyond it.
   if (!m_options.m_bAnalysisWholeRange && nDataLength > 0 && m_nBytesRead >= nDataLength && !m_bReadFinished) {
     const std::int64_t nExcess = m_nBytesRead - nDataLength;
     buffer.m_nBytesRead -= static_cast<std::uint32_t>(nExcess);
@@ -311,6 +318,9 @@ void CAnalysisRun::OnThreadStatus(std::uintptr_t w, std::intptr_t l) {
 
 void CAnalysisRun::CheckFinished() {
   if (!m_bBusy || !m_bReadFinished || !m_bForwarderDrained) return;
+  // After a failed open the run stays busy (the status shows "Initialising") until the
+  // user aborts it, even though the timer's reads have long found the stream empty.
+  if (m_bOpenFailed && !m_bAbort) return;
   // No row at all was dispatched when the data never filled one FFT block.
   if (static_cast<std::int64_t>(m_nNextRow) == std::max<std::int64_t>(m_nRowsDispatched, 0)) Finish();
 }

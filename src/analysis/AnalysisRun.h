@@ -47,10 +47,12 @@ class CAnalysisRun {
 
   // The "Analyse" command: starts a run, or, while a run is busy, asks it to abort.
   void Analyse(const CAnalysisOptions& options);
-  // Starts a run with options (checked by the caller); false while a run is busy.
+  // Starts a run with options (checked by the caller); false while a run is busy. When
+  // the reader cannot open the first file (IAnalysisStatus::FileOpened(false)) the run
+  // reads nothing and stays busy until the abort request ends it.
   bool Start(const CAnalysisOptions& options);
-  // The abort request: no more reads are asked for by the message handlers and no filled
-  // buffer is forwarded. The 100-ms timer, however, goes on asking for reads while the run
+  // The abort request (logged each time it is made): no more reads are asked for by the
+  // message handlers and no filled buffer is forwarded. The 100-ms timer, however, goes on asking for reads while the run
   // is busy, so the reader runs on (its buffers thrown away) until the recording's end;
   // every row already dispatched is still applied, and the run ends through the normal
   // finish. This way of stopping is deliberate: a run never ends with rows in flight.
@@ -120,6 +122,8 @@ class CAnalysisRun {
   // behind those buffers.
   bool m_bForwarderDrained = false;
   bool m_bDrainQueued = false;
+  // The reader could not open the first file: only the abort ends the run.
+  bool m_bOpenFailed = false;
   std::uint32_t m_nRunSerial = 0;
   std::int64_t m_nBytesRead = 0;
   std::chrono::steady_clock::time_point m_tStart;

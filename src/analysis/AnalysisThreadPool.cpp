@@ -8,10 +8,6 @@
 
 CAnalysisThreadPool::~CAnalysisThreadPool() { Shutdown(); }
 
-int ReportedQueueLength(const CBackgroundThreadBase& worker) {
-  return worker.QueueLength() + (worker.IsBusy() ? 1 : 0);
-}
-
 bool CAnalysisThreadPool::Create(CMessageTarget* pMainFrame, int nFFTWorkers, int nFFTPriority) {
   if (m_bCreated) return true;
   m_bCreated = true;

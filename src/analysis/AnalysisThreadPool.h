@@ -13,10 +13,6 @@
 class CMessageTarget;
 class CMySettingsStore;
 
-// A worker's load as the reader, forwarder and controller weigh it: the packets queued
-// plus the one being processed (a worker busy with its only packet counts 1, not 0).
-int ReportedQueueLength(const CBackgroundThreadBase& worker);
-
 class CAnalysisThreadPool {
  public:
   CAnalysisThreadPool() = default;

@@ -1,5 +1,7 @@
 #include "analysis/BackgroundThreadFFT.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -78,7 +80,7 @@ void CBackgroundThreadFFT::BuildState() {
   m_nHintInUse = m_options.m_nFFTHint;
   m_workA = CFFTWFloats(2 * std::size_t{m_nFFTSize});
   m_workB = CFFTWFloats(2 * std::size_t{m_nFFTSize});
-  if (m_workA && m_workB && !m_plan.Create(m_nFFTSize, m_workB.Data(), m_workA.Data(), m_nHintInUse))
+  if (!m_workA || !m_workB || !m_plan.Create(m_nFFTSize, m_workB.Data(), m_workA.Data(), m_nHintInUse))
     Log("FFT %d> Cannot make an FFT plan of %u points", m_nIndex + 1, m_nFFTSize);
   // Measuring overwrote the vectors; a fresh state starts from zeros.
   if (m_workA) std::memset(m_workA.Data(), 0, m_workA.Size() * sizeof(float));
@@ -107,11 +109,15 @@ void CBackgroundThreadFFT::ConvertSamples(const std::uint8_t* pBlock, std::uint1
 
 void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReplyWnd) {
   const std::uint32_t n = m_nFFTSize;
-  if (!m_plan || n == 0 || !block.m_pData) return;
   const std::size_t nBytesPerValue = block.m_nBitsPerSample / 8u;
   const std::size_t nBlockBytes = nBytesPerValue * n * 2;
-  if (nBlockBytes == 0) return;
+  if (nBlockBytes == 0 || !block.m_pData) return;
   const std::size_t nBlocks = block.m_nBytesUsed / nBlockBytes;
+  // Without a plan or work vectors (their allocation failed) every block still gives its
+  // row, at the floor: the controller finishes a run only when every row dispatched has
+  // come back, so a missing row would keep the run (and its abort) from ever ending.
+  const bool bCanTransform = m_plan && m_workA && m_workB;
+  const float fFloor = std::log10(1.0e-5f) * 20.0f - m_fReferenceLevel;
   // A table that does not match the size (none sent) cannot be applied; the block is then
   // transformed unwindowed rather than read past the table's end.
   const bool bWindow = m_eWindowInUse != ANALYSIS_WINDOW_NONE && m_pWindow && m_nWindowLength >= n;
@@ -119,15 +125,19 @@ void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReply
   std::uint32_t nRow = block.m_nFirstRow;
   for (std::size_t b = 0; b < nBlocks; ++b, p += nBlockBytes, ++nRow) {
     if (AppState::bShuttingDown) return;
-    ConvertSamples(p, block.m_nFormatTag, block.m_nBitsPerSample);
-    if (m_options.m_bAnalysisSwapIQ) SpectrumKernel::SwapIQ(m_workA.Data(), n);
-    if (bWindow)
-      SpectrumKernel::ApplyWindow(m_workA.Data(), m_pWindow, n, m_workB.Data());
-    else
-      std::memcpy(m_workB.Data(), m_workA.Data(), 2 * std::size_t{n} * sizeof(float));
-    m_plan.Execute();
     auto pRow = std::make_unique<CRowRecord>(n, &m_rowStorage);
-    SpectrumKernel::ComputeLevels(m_workA.Data(), n, m_fReferenceLevel, pRow->Levels());
+    if (bCanTransform) {
+      ConvertSamples(p, block.m_nFormatTag, block.m_nBitsPerSample);
+      if (m_options.m_bAnalysisSwapIQ) SpectrumKernel::SwapIQ(m_workA.Data(), n);
+      if (bWindow)
+        SpectrumKernel::ApplyWindow(m_workA.Data(), m_pWindow, n, m_workB.Data());
+      else
+        std::memcpy(m_workB.Data(), m_workA.Data(), 2 * std::size_t{n} * sizeof(float));
+      m_plan.Execute();
+      SpectrumKernel::ComputeLevels(m_workA.Data(), n, m_fReferenceLevel, pRow->Levels());
+    } else {
+      std::fill(pRow->Levels(), pRow->Levels() + n, fFloor);
+    }
     if (pReplyWnd) pReplyWnd->Post(RegMsgSDR::nMsgFFTOutput, nRow, 0, std::move(pRow));
   }
 }

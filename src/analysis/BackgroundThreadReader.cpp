@@ -28,6 +28,9 @@ void CBackgroundThreadReader::SetFFTWorkers(std::vector<CBackgroundThreadFFT*> a
 void CBackgroundThreadReader::ProcessPacket(CBkgPacket& packet, int) {
   switch (packet.m_nType) {
     case PKT_OPEN_FILE:
+      // A new run starts with no leftover bytes in the forwarder. Queued before the reply,
+      // so it reaches the forwarder ahead of any buffer of the run.
+      if (m_pForwarder) m_pForwarder->QueuePacket(std::make_unique<CBkgPacket>(PKT_FORWARD));
       OpenFile(packet.m_str1, packet.m_nParam1, packet.m_pReplyWnd);
       break;
     case PKT_READ:
@@ -59,9 +62,6 @@ bool CBackgroundThreadReader::OpenFile(const std::string& strPath, std::uint32_t
                                        CMessageTarget* pReplyWnd) {
   CloseFile();
   m_strPath = strPath;
-  // A new run starts with no leftover bytes in the forwarder. Queued before the reply, so
-  // it reaches the forwarder ahead of any buffer of the run.
-  if (pReplyWnd && m_pForwarder) m_pForwarder->QueuePacket(std::make_unique<CBkgPacket>(PKT_FORWARD));
   const bool bOk = m_file.Open(strPath, nSkipBytes, pReplyWnd, [this](const std::string& strLine) {
     Log("%s", strLine.c_str());
   });
@@ -243,7 +243,7 @@ void CBackgroundThreadReader::Forward(CFileIOBuffer* pBuffer, CMessageTarget* pR
       p += nStepBytes;
     }
     if (m_apWorkers.empty() || AppState::bShuttingDown) continue;
-    for (std::size_t i = 0; i < m_apWorkers.size(); ++i) anQueueLengths[i] = ReportedQueueLength(*m_apWorkers[i]);
+    for (std::size_t i = 0; i < m_apWorkers.size(); ++i) anQueueLengths[i] = m_apWorkers[i]->CurrentQueueLength();
     CBackgroundThreadFFT* pWorker = m_apWorkers[static_cast<std::size_t>(ChooseWorker(anQueueLengths, m_nMaxThreadsSetting))];
     pWorker->QueuePacket(std::make_unique<CFFTPacket>(std::move(pBlock), pReplyWnd));
     if (pReplyWnd) {

@@ -32,6 +32,8 @@ void CColumnReducer::Reduce(const float* pSource, int nBins, float* pOut, int nW
     return;
   }
 
+  // A band of one bin: the interpolation's two weights would both be 0 and blank the row;
+  // the bin's level fills it instead.
   if (nBins == 1) {
     std::fill(pOut, pOut + nWidth, pSource[0]);
     return;

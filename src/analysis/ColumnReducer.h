@@ -17,13 +17,11 @@ class CColumnReducer {
   // reused while nBins and nWidth stay the same. nBins <= 0 leaves pOut untouched.
   void Reduce(const float* pSource, int nBins, float* pOut, int nWidth);
 
-  // The end (exclusive) of pixel j's run for the last (nBins, nWidth) with nBins >= nWidth.
-  const std::vector<std::int32_t>& RunEnds() const { return m_anRunEnd; }
-
  private:
   void BuildRuns(int nBins, int nWidth);
 
   int m_nBins = -1;
   int m_nWidth = -1;
+  // The end (exclusive) of pixel j's run, for the last (nBins, nWidth) with nBins >= nWidth.
   std::vector<std::int32_t> m_anRunEnd;
 };

@@ -9,17 +9,13 @@
 #include "analysis/AnalysisOptions.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "dsp/FFTWPlan.h"
 
 namespace {
 
-// FFTW keeps its planner state (and wisdom) process-wide; this lock serialises every
-// call that touches it.
-std::mutex& PlannerLock() {
-  static std::mutex lock;
-  return lock;
-}
-
-// Guarded by PlannerLock(): whether the wisdom file was read, and the wisdom last written.
+// FFTW keeps its planner state (and wisdom) process-wide, shared with the demodulator
+// chains' plans: every call that touches it takes the one FFTWPlannerLock().
+// Guarded by that lock: whether the wisdom file was read, and the wisdom last written.
 bool g_bWisdomLoaded = false;
 std::string g_strSavedWisdom;
 
@@ -78,7 +74,7 @@ std::filesystem::path CFFTPlan::WisdomPath() { return DataFolder() / "FFTWWisdom
 bool CFFTPlan::Create(std::uint32_t nSize, float* pIn, float* pOut, int nHint) {
   Reset();
   if (nSize == 0 || !pIn || !pOut) return false;
-  std::lock_guard lock(PlannerLock());
+  std::lock_guard lock(FFTWPlannerLock());
   const bool bMeasure = nHint == FFT_HINT_BEST;
   if (bMeasure) {
     LoadWisdomLocked();
@@ -100,7 +96,7 @@ void CFFTPlan::Execute() const {
 
 void CFFTPlan::Reset() {
   if (!m_plan) return;
-  std::lock_guard lock(PlannerLock());
+  std::lock_guard lock(FFTWPlannerLock());
   fftwf_destroy_plan(m_plan);
   m_plan = nullptr;
 }

@@ -2,7 +2,8 @@
 // FFTW single-precision plans and aligned vectors, owned through RAII.
 //
 // FFTW's planner is not thread-safe, and several FFT workers plan at the start of every
-// run: every plan is made and destroyed under one process-wide lock. Plans of the "Best"
+// run, perhaps while a player's demodulator chain plans too: every plan is made and
+// destroyed under the process-wide FFTWPlannerLock() that the chains use as well. Plans of the "Best"
 // hint are measured (FFTW_MEASURE) within a planning time limit, with wisdom kept in the
 // data folder so that the next run (and the next worker) plans from what was learnt.
 

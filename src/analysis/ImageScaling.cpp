@@ -3,6 +3,22 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
+
+namespace {
+
+// A level truncated toward zero to an integer. Levels far outside the integer range do
+// occur: the held peak grows by 10 % a row once it is positive (a loud recording), and a
+// damaged project may hold infinities or NaNs. They saturate (NaN gives 0) instead of
+// overflowing; every level a real spectrum holds converts exactly as a plain cast.
+int TruncateLevel(float fLevel) {
+  if (std::isnan(fLevel)) return 0;
+  if (fLevel >= 2147483647.0f) return std::numeric_limits<int>::max();
+  if (fLevel <= -2147483648.0f) return std::numeric_limits<int>::min();
+  return static_cast<int>(fLevel);
+}
+
+}  // namespace
 
 int CImageScaling::TableIndex(double dScaled) {
   if (!(dScaled > 0.0)) return 0;
@@ -28,24 +44,26 @@ void CImageScaling::ColourRow(const float* pLevels, int nCount, const CColourTab
     // A flat row still gets a 10 dB span so that it shows as the weakest colour rather
     // than dividing by zero.
     if (fMax < fMin + 10.0f) fMax = std::min(fMin + 10.0f, 65535.0f);
-    // The held peak decays by 10 % a row (for the usual negative levels it moves down), so
-    // one loud row does not darken the rows after it for long.
+    // The held peak is multiplied by 1.1 a row: for the usual negative levels it sinks, so
+    // one loud row does not darken the rows after it for long. A positive peak grows
+    // instead and darkens the picture ever more; that is how pictures have always been made.
     m_fPeak *= 1.1f;
     if (fMax > m_fPeak) {
       m_fPeak = fMax;
     } else {
       fMax = m_fPeak;
     }
-    range.nHigh = static_cast<int>(fMax);
-    range.nLow = static_cast<int>(fMin);
+    range.nHigh = TruncateLevel(fMax);
+    range.nLow = TruncateLevel(fMin);
   } else {
     range.nHigh = std::abs(m_nManualFirst);
     range.nLow = std::abs(m_nManualSecond);
     range.dMean = (range.nHigh + range.nLow) / 2;
   }
 
-  const int nSpan = range.nHigh - range.nLow;
-  range.dScale = range.nHigh > range.nLow ? 65535.0 / nSpan : 1.0;
+  // In double: saturated ends would overflow an integer difference.
+  const double dSpan = double(range.nHigh) - double(range.nLow);
+  range.dScale = range.nHigh > range.nLow ? 65535.0 / dSpan : 1.0;
   range.dBase = range.nLow;
 
   if (m_bAutomatic) {
@@ -65,7 +83,7 @@ void CImageScaling::ColourRow(const float* pLevels, int nCount, const CColourTab
     }
   } else {
     // Equal manual levels would divide by zero; they are taken as a 1 dB span.
-    const double dFactor = -65535.0 / (nSpan != 0 ? nSpan : 1);
+    const double dFactor = -65535.0 / (dSpan != 0.0 ? dSpan : 1.0);
     for (int i = 0; i < nCount; ++i) {
       pPixels[i] = table[65535 - TableIndex((pLevels[i] + range.nLow) * dFactor)];
     }

@@ -7,8 +7,9 @@
 namespace {
 
 // A palette channel is given by anchor points (index, value); the entries between two
-// anchors lie on the straight line between them, rounded to the nearest integer. Every
-// entry the product documents is an anchor, so those are exact; the others give the shape.
+// anchors lie on the straight line between them, rounded to the nearest integer. The
+// entries that identify each palette (every 32nd and the last four) are anchors, so those
+// are exact; the others give the shape.
 struct SAnchor {
   int index;
   int value;

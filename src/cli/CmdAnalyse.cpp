@@ -21,6 +21,7 @@
 #include "analysis/HeadlessAnalysis.h"
 #include "analysis/Palettes.h"
 #include "analysis/ProjectFile.h"
+#include "persist/TagDefinitions.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
 #include "cli/ImageWriter.h"
@@ -258,7 +259,14 @@ int RunAnalyse(const CliArgs& args) {
   const auto tBegin = std::chrono::steady_clock::now();
   run.Start(options);
   bool bAbortNoted = false;
+  bool bOpenFailureAborted = false;
   analysis.PumpUntilFinished(&g_bInterrupted, [&] {
+    // A run whose first file cannot be opened waits for the user's abort; here nobody
+    // is watching a status display, so the abort is made at once.
+    if (progress.OpenFailed() && !bOpenFailureAborted) {
+      bOpenFailureAborted = true;
+      run.RequestAbort();
+    }
     if (g_bInterrupted && !bAbortNoted) {
       bAbortNoted = true;
       std::fprintf(stderr, "\nAborting: what was analysed is kept; the rest of the recording is read and "
@@ -280,7 +288,12 @@ int RunAnalyse(const CliArgs& args) {
 
   int nResult = 0;
   if (projectPath) {
-    if (CProjectFile::Save(options, *projectPath, image.Rows(), nWidth, nHeight, "", nullptr, strError)) {
+    // The project carries the user's tag definitions, as the GUI's projects do.
+    CTagDefinitions tags;
+    std::error_code ec;
+    const std::string strTags =
+        std::filesystem::exists(CTagDefinitions::DefaultFilePath(), ec) && tags.LoadDefault() ? tags.SaveToText() : "";
+    if (CProjectFile::Save(options, *projectPath, image.Rows(), nWidth, nHeight, strTags, nullptr, strError)) {
       std::printf("Project: %s\n", std::filesystem::absolute(*projectPath).c_str());
     } else {
       cli.Error(strError);
@@ -289,7 +302,7 @@ int RunAnalyse(const CliArgs& args) {
   }
   if (imagePath) {
     ApplyPictureOptions(picture, image);
-    if (SaveArgbImage(image.Pixels(), image.Width(), image.Height(), image.Stride(), *imagePath, strError)) {
+    if (SavePicture(image, *imagePath, strError)) {
       std::printf("Image: %s (%d x %d pixels, palette \"%s\")\n", std::filesystem::absolute(*imagePath).c_str(),
                   image.Width(), image.Height(), CPalettes::Name(image.Palette()));
     } else {

@@ -25,8 +25,6 @@
 
 namespace {
 
-// The player feeds the chain at most this many samples per call.
-constexpr int kBlockSamples = 32768;
 constexpr std::uint16_t kFormatPCM = 1;
 constexpr std::uint16_t kFormatFloat = 3;
 constexpr std::uint16_t kFormatExtensible = 0xFFFE;
@@ -234,6 +232,13 @@ int RunDemod(const CliArgs& args) {
   chain.SetNoiseReduction(static_cast<int>(nr));
   chain.SetNoiseBlanker(options.Has("nb"));
   if (squelch >= 0) chain.SetSquelch(true, static_cast<int>(squelch));
+  // Blocks as long as the chain takes whole: a recording far below 48 kHz (or below the IF
+  // rate) makes more audio than the chain's buffers hold from a full 32,768-sample block.
+  const int blockSamples = chain.MaxBlockSamples(static_cast<int>(rate));
+  if (blockSamples <= 0) {
+    options.Error(StrFormat("%s: a sample rate of %u Hz cannot be demodulated", input.c_str(), rate));
+    return 1;
+  }
 
   CWaveFormat outFormat;
   outFormat.wFormatTag = kFormatPCM;
@@ -250,7 +255,7 @@ int RunDemod(const CliArgs& args) {
 
   const auto logToFile = [](const std::string& line) { LogLine(line); };
   std::vector<unsigned char> raw;
-  std::vector<std::complex<float>> block(kBlockSamples);
+  std::vector<std::complex<float>> block(static_cast<std::size_t>(blockSamples));
   std::vector<std::int16_t> pcm;
   std::uint64_t samplesIn = 0;
   std::uint64_t samplesOut = 0;
@@ -283,7 +288,7 @@ int RunDemod(const CliArgs& args) {
       return 1;
     }
     const int bpc = converter.BytesPerComplex();
-    raw.resize(static_cast<std::size_t>(kBlockSamples) * bpc);
+    raw.resize(static_cast<std::size_t>(blockSamples) * bpc);
     std::size_t carried = 0;  // bytes of an incomplete sample left from the last read
     while (samplesLeft > 0) {
       const std::int64_t got = file.Read(raw.data() + carried, raw.size() - carried);
@@ -314,8 +319,8 @@ int RunDemod(const CliArgs& args) {
   const std::uint64_t wanted = static_cast<std::uint64_t>(
       std::llround(static_cast<double>(samplesIn) / rate * CDSPDemodMain::kOutputRate));
   std::fill(block.begin(), block.end(), std::complex<float>{});
-  for (int flushed = 0; samplesOut < wanted && flushed < 4 * static_cast<int>(rate); flushed += kBlockSamples) {
-    chain.ProcessBlock(block.data(), kBlockSamples, static_cast<int>(rate));
+  for (int flushed = 0; samplesOut < wanted && flushed < 4 * static_cast<int>(rate); flushed += blockSamples) {
+    chain.ProcessBlock(block.data(), blockSamples, static_cast<int>(rate));
     const std::uint64_t n = std::min<std::uint64_t>(chain.OutputCount(), wanted - samplesOut);
     if (!writeOutput(static_cast<int>(n))) return 1;
   }

@@ -8,11 +8,10 @@
 #include <string>
 
 #include "analysis/AnalysisImage.h"
-#include "analysis/AnalysisOptions.h"
-#include "analysis/ProjectFile.h"
 #include "analysis/SignalHistory.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
+#include "cli/ProjectInput.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
 
@@ -27,25 +26,10 @@ int RunHistory(const CliArgs& args) {
   if (!cli.GetDouble("freq", dFrequencyHz)) return 2;
 
   const std::string projectPath = cli.Positional()[0];
-  CAnalysisOptions options;
-  CImageRows rows;
-  int nStatedWidth = 0;
-  int nStatedHeight = 0;
-  std::string strTags;
-  std::string strMessage;
-  if (!CProjectFile::Load(options, projectPath, rows, nStatedWidth, nStatedHeight, strTags, nullptr, strMessage)) {
-    cli.Error(strMessage);
-    return 1;
-  }
-  if (!strMessage.empty()) cli.Error(projectPath + ": " + strMessage);
-  if (rows.Empty()) {
-    cli.Error(projectPath + ": the project holds no picture rows");
-    return 1;
-  }
-
-  int nWidth = 0;
-  int nHeight = 0;
-  CAnalysisImage::FitToRows(rows, nStatedWidth, nStatedHeight, nWidth, nHeight);
+  SLoadedProject project;
+  if (!LoadProjectPicture(cli, projectPath, project)) return 1;
+  const CAnalysisOptions& options = project.options;
+  const int nWidth = project.nWidth;
   const int nColumn = CAnalysisImage::FrequencyColumn(options, nWidth, dFrequencyHz);
   if (nColumn < 0) {
     cli.Error(StrFormat("--freq: %.0f Hz lies outside the picture, which spans %.0f .. %.0f Hz", dFrequencyHz,
@@ -58,8 +42,11 @@ int RunHistory(const CliArgs& args) {
   std::int64_t nAnalysedSeconds = options.m_nAnalysisTimeRange;
   if (nAnalysedSeconds == 0) nAnalysedSeconds = options.m_tAnalysisEndUTC - options.m_tAnalysisStartUTC;
 
+  // Row times count from the start of the analysed range, yet the history adds the
+  // recording's start to them, as its chart always has: for a range that begins later in
+  // the recording the times read early by that offset.
   CSignalHistory history;
-  history.Fill(rows, nWidth, nColumn, options.m_tRecordingStartUTC, nAnalysedSeconds);
+  history.Fill(project.rows, nWidth, nColumn, options.m_tRecordingStartUTC, nAnalysedSeconds);
   const CSignalHistory::SScale scale = history.Scale(cli.Has("fixed-scale"));
   std::fprintf(stderr, "Column %d of %d (%.0f Hz), %zu points%s, level axis %s .. %s dB\n", nColumn, nWidth,
                CAnalysisImage::ColumnFrequency(options, nWidth, nColumn), history.Points().size(),

@@ -4,16 +4,14 @@
 // again with the chosen palette and scaling.
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "analysis/AnalysisImage.h"
-#include "analysis/AnalysisOptions.h"
 #include "analysis/Palettes.h"
-#include "analysis/ProjectFile.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
 #include "cli/ImageWriter.h"
+#include "cli/ProjectInput.h"
 
 int RunRender(const CliArgs& args) {
   CCliOptions cli("render", {"image", "palette", "scale", "contrast"}, {});
@@ -33,32 +31,16 @@ int RunRender(const CliArgs& args) {
   }
 
   const std::string projectPath = cli.Positional()[0];
-  CAnalysisOptions options;
-  CImageRows rows;
-  int nStatedWidth = 0;
-  int nStatedHeight = 0;
-  std::string strTags;
-  std::string strMessage;
-  if (!CProjectFile::Load(options, projectPath, rows, nStatedWidth, nStatedHeight, strTags, nullptr, strMessage)) {
-    cli.Error(strMessage);
-    return 1;
-  }
-  if (!strMessage.empty()) cli.Error(projectPath + ": " + strMessage);
-  if (rows.Empty()) {
-    cli.Error(projectPath + ": the project holds no picture rows");
-    return 1;
-  }
+  SLoadedProject project;
+  if (!LoadProjectPicture(cli, projectPath, project)) return 1;
 
-  int nWidth = 0;
-  int nHeight = 0;
-  CAnalysisImage::FitToRows(rows, nStatedWidth, nStatedHeight, nWidth, nHeight);
   CAnalysisImage image;
-  image.Reset(options, nWidth, nHeight);
+  image.Reset(project.options, project.nWidth, project.nHeight);
   ApplyPictureOptions(picture, image);
-  const std::size_t nRows = rows.Count();
-  image.SetRows(std::move(rows));
+  const std::size_t nRows = project.rows.Count();
+  image.SetRows(std::move(project.rows));
 
-  if (!SaveArgbImage(image.Pixels(), image.Width(), image.Height(), image.Stride(), imagePath, strError)) {
+  if (!SavePicture(image, imagePath, strError)) {
     cli.Error(strError);
     return 1;
   }

@@ -4,16 +4,30 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
+#include <vector>
 
 #include "analysis/AnalysisImage.h"
 #include "cli/CliOptions.h"
+#include "core/Log.h"
 
 #include <QByteArray>
+#include <QColor>
+#include <QCoreApplication>
+#include <QFont>
+#include <QFontMetrics>
+#include <QGuiApplication>
 #include <QImage>
 #include <QImageWriter>
+#include <QMessageLogContext>
+#include <QPainter>
 #include <QString>
 
 namespace {
+
+// Label text height and the tick drawn at the label's row, in pixels.
+constexpr int kLabelPixelSize = 11;
+constexpr int kLabelTick = 6;
 
 QByteArray FormatOf(const std::filesystem::path& path) {
   std::string ext = path.extension().string();
@@ -25,6 +39,53 @@ QByteArray FormatOf(const std::filesystem::path& path) {
 
 std::string ErrorText(const std::filesystem::path& path, const std::string& reason) {
   return "Error saving file as " + path.string() + " - " + reason;
+}
+
+// Qt's own notices (a missing runtime folder, font fallbacks) go to the log file: the
+// tool's stderr carries its progress and messages only.
+void LogQtMessage(QtMsgType, const QMessageLogContext&, const QString& text) {
+  LogF("Qt> %s", text.toStdString().c_str());
+}
+
+// Text needs Qt's font database, which only a QGuiApplication provides. The tool runs
+// without one (and often without a display), so one is made for the drawing alone, on the
+// offscreen platform; the arguments must outlive it.
+std::unique_ptr<QGuiApplication> MakeTextApplication() {
+  if (QCoreApplication::instance()) return nullptr;
+  qInstallMessageHandler(LogQtMessage);
+  static char szName[] = "vexlor-cli";
+  static char szPlatformOption[] = "-platform";
+  static char szPlatform[] = "offscreen";
+  static char* argv[] = {szName, szPlatformOption, szPlatform, nullptr};
+  static int argc = 3;
+  return std::make_unique<QGuiApplication>(argc, argv);
+}
+
+// Each label's row gets a tick at the left edge and the time just above it, outlined in
+// black so that it reads on any colour of the picture.
+void DrawTimeLabels(QImage& picture, const std::vector<CAnalysisImage::STimeLabel>& labels, QRgb colour) {
+  QPainter painter(&picture);
+  QFont font = painter.font();
+  font.setPixelSize(kLabelPixelSize);
+  painter.setFont(font);
+  const int nDescent = QFontMetrics(font).descent();
+  const QColor textColour = QColor::fromRgb(colour);
+  for (const CAnalysisImage::STimeLabel& label : labels) {
+    if (label.nRow >= static_cast<std::size_t>(picture.height())) continue;
+    const int y = picture.height() - 1 - static_cast<int>(label.nRow);
+    const QString text = QString::fromStdString(label.strText);
+    const int nBaseline = y - 1 - nDescent;
+    painter.setPen(Qt::black);
+    painter.drawLine(0, y + 1, kLabelTick, y + 1);
+    for (int dx = -1; dx <= 1; ++dx) {
+      for (int dy = -1; dy <= 1; ++dy) {
+        if (dx != 0 || dy != 0) painter.drawText(2 + dx, nBaseline + dy, text);
+      }
+    }
+    painter.setPen(textColour);
+    painter.drawLine(0, y, kLabelTick, y);
+    painter.drawText(2, nBaseline, text);
+  }
 }
 
 }  // namespace
@@ -41,13 +102,19 @@ bool ImageFormatSupported(const std::filesystem::path& path, std::string& strErr
   return true;
 }
 
-bool SaveArgbImage(const std::uint32_t* pPixels, int nWidth, int nHeight, int nStrideBytes,
-                   const std::filesystem::path& path, std::string& strError) {
+bool SavePicture(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError) {
   if (!ImageFormatSupported(path, strError)) return false;
-  // The const constructor keeps the QImage read-only over the caller's buffer: no copy.
-  const QImage image(reinterpret_cast<const uchar*>(pPixels), nWidth, nHeight, nStrideBytes, QImage::Format_ARGB32);
+  const std::vector<CAnalysisImage::STimeLabel> labels = image.TimeLabels();
+  const std::unique_ptr<QGuiApplication> pApplication = labels.empty() ? nullptr : MakeTextApplication();
+  // Read-only over the picture's own buffer; labels are drawn on a copy.
+  QImage picture(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(), image.Stride(),
+                 QImage::Format_ARGB32);
+  if (!labels.empty()) {
+    picture = picture.copy();
+    DrawTimeLabels(picture, labels, image.Colours().OverlayColour());
+  }
   QImageWriter writer(QString::fromStdString(path.string()), FormatOf(path));
-  if (!writer.write(image)) {
+  if (!writer.write(picture)) {
     strError = ErrorText(path, writer.errorString().toStdString());
     return false;
   }

@@ -1,12 +1,11 @@
 #pragma once
-// Saving a picture buffer as an image file, and the picture options of the sub-commands
+// Saving an analysis picture as an image file, and the picture options of the sub-commands
 // that write pictures (--palette, --scale, --contrast).
 //
-// The buffer is 32-bit ARGB (0xAARRGGBB per pixel, as CAnalysisImage draws it), wrapped in
-// a QImage without copying. The file format follows the extension: ".png", ".bmp",
+// The picture's 32-bit ARGB buffer is wrapped in a QImage; its time labels are drawn over
+// the left edge of a copy. The file format follows the extension: ".png", ".bmp",
 // ".jpg"/".jpeg", or any other format this Qt build can write (Qt has no GIF writer).
 
-#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -16,9 +15,10 @@
 class CAnalysisImage;
 class CCliOptions;
 
-// On failure returns false with strError as "Error saving file as <path> - <reason>".
-bool SaveArgbImage(const std::uint32_t* pPixels, int nWidth, int nHeight, int nStrideBytes,
-                   const std::filesystem::path& path, std::string& strError);
+// Writes image's picture with its time labels, each a tick and a "%H:%M:%S" text in the
+// palette's overlay colour. On failure returns false with strError as
+// "Error saving file as <path> - <reason>".
+bool SavePicture(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError);
 
 // Whether an image can be written for path's extension (checked before a long run).
 bool ImageFormatSupported(const std::filesystem::path& path, std::string& strError);
@@ -36,9 +36,6 @@ struct SPictureOptions {
   int nLevelHigh = -CImageScaling::kDefaultManualSecond;
   int nContrast = CImageScaling::kDefaultContrast;
 };
-
-// The value options named above, for the sub-command's option parser.
-inline const char* const kPictureValueOptions[] = {"palette", "scale", "contrast"};
 
 // Reads the options present; on a bad value prints the reason and returns false.
 bool ParsePictureOptions(const CCliOptions& cli, SPictureOptions& picture);

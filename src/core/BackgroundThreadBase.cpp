@@ -67,27 +67,6 @@ CBackgroundThreadBase::~CBackgroundThreadBase() {
   if (IsRunning()) StopThread();
 }
 
-bool CBackgroundThreadBase::StartThread() {
-  if (m_thread.joinable()) return true;
-  m_bRunning = 1;
-  m_nTimeoutMs = -1;
-  m_bStop = 0;
-  m_evFinished.Reset();
-  for (int attempt = 0; attempt < 10; ++attempt) {
-    if (LaunchThread()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
-  }
-  m_bRunning = 0;
-  m_evFinished.Set();
-  return false;
-}
-
-void CBackgroundThreadBase::StopThread() {
-  m_bStop = 1;
-  m_evWake.Set();
-  JoinOrAbandon(5000);
-}
-
 void CBackgroundThreadBase::QueuePacket(std::unique_ptr<CBkgPacket> pPacket) {
   {
     std::lock_guard lock(m_lock);
@@ -161,6 +140,11 @@ CMessageTarget* CBackgroundThreadBase::TargetWindow() const {
 int CBackgroundThreadBase::QueueLength() const {
   std::lock_guard lock(m_lock);
   return static_cast<int>(m_queue.size());
+}
+
+int CBackgroundThreadBase::CurrentQueueLength() const {
+  std::lock_guard lock(m_lock);
+  return m_nQueueLength;
 }
 
 bool CBackgroundThreadBase::IsBusy() const {

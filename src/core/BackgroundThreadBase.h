@@ -35,11 +35,6 @@ class CBackgroundThreadBase : public CThinThread {
   CBackgroundThreadBase() = default;
   ~CBackgroundThreadBase() override;
 
-  // Starts the thread (up to 10 attempts, 250 ms apart); false when it could not be made.
-  bool StartThread();
-  // Asks the thread to stop and waits up to 5000 ms; a thread still running is abandoned.
-  void StopThread();
-
   void QueuePacket(std::unique_ptr<CBkgPacket> pPacket);
   void SetPriority(int nPriority);
   // Queues a marker and polls every 10 ms until the queue is empty; timeoutMs 0 waits for ever.
@@ -53,8 +48,13 @@ class CBackgroundThreadBase : public CThinThread {
   void SetTargetWindow(CMessageTarget* pTarget);
   CMessageTarget* TargetWindow() const;
 
-  // The current queue length (under the lock).
+  // Packets waiting in the queue now (under the lock).
   int QueueLength() const;
+  // The worker's current queue length as it reports it: set when a packet is queued (the
+  // length after appending), when one is taken (the length before taking it, so the packet
+  // being processed still counts) and 0 once the queue is found empty. The least-loaded
+  // and back-pressure rules of the analysis are written against this figure.
+  int CurrentQueueLength() const;
   // Whether the worker is processing a packet or has packets queued.
   bool IsBusy() const;
 

@@ -1,6 +1,8 @@
 #include "core/ThinThread.h"
 
+#include <chrono>
 #include <system_error>
+#include <thread>
 
 CThinThread::~CThinThread() {
   // Owners stop their workers before destroying them; this is the last resort for a
@@ -10,6 +12,27 @@ CThinThread::~CThinThread() {
     m_evWake.Set();
     JoinOrAbandon(5000);
   }
+}
+
+bool CThinThread::StartThread() {
+  if (m_thread.joinable()) return true;
+  m_bRunning = 1;
+  m_nTimeoutMs = -1;
+  m_bStop = 0;
+  m_evFinished.Reset();
+  for (int attempt = 0; attempt < 10; ++attempt) {
+    if (LaunchThread()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+  }
+  m_bRunning = 0;
+  m_evFinished.Set();
+  return false;
+}
+
+void CThinThread::StopThread() {
+  m_bStop = 1;
+  m_evWake.Set();
+  JoinOrAbandon(5000);
 }
 
 bool CThinThread::LaunchThread() {

@@ -17,6 +17,11 @@ class CThinThread {
 
   bool IsRunning() const { return m_bRunning.load(); }
 
+  // Starts the thread (up to 10 attempts, 250 ms apart); false when it could not be made.
+  bool StartThread();
+  // Asks the thread to stop and waits up to 5000 ms; a thread still running is abandoned.
+  void StopThread();
+
  protected:
   // Runs first on the new thread.
   virtual void OnStart() {}

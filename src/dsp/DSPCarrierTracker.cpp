@@ -13,22 +13,6 @@ constexpr int kNarrowTaps = 499;
 constexpr double kNarrowCutoff = 0.00125;
 }  // namespace
 
-float CDSPCarrierTracker::CRunningMean::Add(float value)
-{
-    if (m_bFirst) {
-        m_bFirst = false;
-        for (int i = 0; i < m_nEntries; ++i)
-            m_aValues[static_cast<std::size_t>(i)] = value;
-        m_fSum = value * m_nEntries;
-        m_nNext = 0;
-        return value;
-    }
-    m_fSum += value - m_aValues[static_cast<std::size_t>(m_nNext)];
-    m_aValues[static_cast<std::size_t>(m_nNext)] = value;
-    m_nNext = (m_nNext + 1) % m_nEntries;
-    return m_fSum / m_nEntries;
-}
-
 void CDSPCarrierTracker::Reset()
 {
     if (!m_bDesigned) {
@@ -105,8 +89,8 @@ void CDSPCarrierTracker::RunBlock()
     m_fEstimate = estimate;
 
     m_bLocked = std::fabs(estimate) < kLockLimit;
-    m_fLockMean = m_lockMean.Add(m_bLocked ? 1.0f : 0.0f);
-    const float meanPhase = m_phaseMean.Add(static_cast<float>(phaseSum * 0.001953125));
+    m_fLockMean = static_cast<float>(m_lockMean.Add(m_bLocked ? 1.0 : 0.0));
+    const float meanPhase = static_cast<float>(m_phaseMean.Add(static_cast<float>(phaseSum * 0.001953125)));
     m_aFiltered[0] = m_aFiltered[kBlock];
     m_fOffsetHz += estimate;
     m_fDisplayPhase = (9.0f * m_fDisplayPhase + meanPhase) / 10.0f;

@@ -7,6 +7,7 @@
 
 #include "dsp/AlignedVector.h"
 #include "dsp/DSPFIRFilter.h"
+#include "dsp/DSPRunningMean.h"
 
 #include <array>
 #include <complex>
@@ -36,21 +37,6 @@ public:
     bool UsesNarrowFilter() const { return m_bLocked; }
 
 private:
-    class CRunningMean
-    {
-    public:
-        explicit CRunningMean(int entries) : m_nEntries(entries) {}
-        void Reset() { m_bFirst = true; }
-        float Add(float value);
-
-    private:
-        int m_nEntries;
-        std::array<float, 20> m_aValues{};
-        int m_nNext = 0;
-        float m_fSum = 0.0f;
-        bool m_bFirst = true;
-    };
-
     void RunBlock();
 
     bool m_bDesigned = false;
@@ -61,8 +47,8 @@ private:
     std::array<std::complex<float>, kBlock + 1> m_aFiltered{};
     std::array<float, kBlock + 1> m_aPhase{};
     bool m_bLocked = false;
-    CRunningMean m_lockMean{5};
-    CRunningMean m_phaseMean{20};
+    CDSPRunningMean m_lockMean{5};
+    CDSPRunningMean m_phaseMean{20};
     float m_fLockMean = 0.0f;
     double m_dA = 0.0;
     double m_dB = 0.0;

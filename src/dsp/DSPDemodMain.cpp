@@ -140,8 +140,7 @@ void CDSPDemodMain::SetMode(int mode) {
   SetPassBand(m_nFilterLow, m_nFilterHigh, mode, m_nIFRate);
   m_resampler.Init(m_nAudioRate, kOutputRate, false, kResamplerLength, kResamplerHistory);
   for (CDSPSpectrumTap& tap : m_aSpectrumTaps) tap.SetSampleRate(m_nIFRate);
-  m_fmSquelch.Setup(m_bSquelchEnabled, m_nSquelchLevel, m_nIFRate, m_bSquelchAutomatic, m_bSquelchTrigger);
-  m_otherSquelch.Setup(m_bSquelchEnabled, m_nSquelchLevel, m_nIFRate);
+  ApplySquelchSettings();
   m_demodulate.SetUp(mode, m_nIFRate);
   // The spectral-subtraction frames follow the audio rate (the Ephraim-Malah library keeps
   // its own 8000 Hz setting).
@@ -195,11 +194,36 @@ void CDSPDemodMain::SetSquelch(bool enabled, int level, bool automatic, bool tri
   m_nSquelchLevel = std::clamp(level, 0, 100);
   m_bSquelchAutomatic = automatic;
   m_bSquelchTrigger = trigger;
-  m_fmSquelch.Setup(enabled, m_nSquelchLevel, m_nIFRate, automatic, trigger);
-  m_otherSquelch.Setup(enabled, m_nSquelchLevel, m_nIFRate);
+  ApplySquelchSettings();
+}
+
+void CDSPDemodMain::ApplySquelchSettings() {
+  m_fmSquelch.Setup(m_bSquelchEnabled, m_nSquelchLevel, m_nIFRate, m_bSquelchAutomatic, m_bSquelchTrigger);
+  m_otherSquelch.Setup(m_bSquelchEnabled, m_nSquelchLevel, m_nIFRate);
+  // The basic squelch's hang counts IF samples, so it follows the IF rate of the mode.
   const float open = static_cast<float>(m_nSquelchLevel);
-  m_basicSquelch.Setup(enabled, open, open - kBasicSquelchHysteresisDb,
+  m_basicSquelch.Setup(m_bSquelchEnabled, open, open - kBasicSquelchHysteresisDb,
                        static_cast<int>(m_nIFRate * kBasicSquelchHangSeconds));
+}
+
+int CDSPDemodMain::MaxBlockSamples(int inRateHz) const {
+  if (inRateHz <= 0 || m_nIFRate <= 0 || m_nAudioRate <= 0) return 0;
+  const double ifPerInput = static_cast<double>(m_nIFRate) / inRateHz;
+  // What may come on top of a block's own share: the down-converter's queue (under 2048
+  // samples, at most as many IF samples) and its rounding, and the sideband demodulator's
+  // partly filled FFT buffer (under 4096 samples).
+  constexpr double kIFMargin = 2048.0 + 16.0;
+  constexpr double kAudioMargin = 4096.0;
+  // The IF buffer.
+  double limit = (kBufferSize - kIFMargin) / ifPerInput;
+  // The output buffer: at most one audio sample per IF sample, each turned into
+  // 48,000 / audio rate output samples (plus the resampler's rounding).
+  const double outputPerAudio = static_cast<double>(kOutputRate) / m_nAudioRate + 1.0 / 16384.0;
+  const double audioRoom = (kBufferSize - 3) / outputPerAudio;
+  limit = std::min(limit, (audioRoom - kIFMargin - kAudioMargin) / ifPerInput);
+  // The scratch buffer of the up-sampled input.
+  if (inRateHz < m_nIFRate) limit = std::min(limit, static_cast<double>(kBufferSize / UpsampleFactor(inRateHz)));
+  return std::clamp(static_cast<int>(limit), 0, kBufferSize / 2);
 }
 
 void CDSPDemodMain::SetNoiseReduction(int method) {
@@ -285,7 +309,7 @@ void CDSPDemodMain::ProcessBlock(const std::complex<float>* in, int n, int inRat
   } else {
     // Zero insertion; the factor k keeps the level of the signal that the down-converter's
     // low-passes leave of it.
-    const int k = (m_nIFRate + inRateHz - 1) / inRateHz;
+    const int k = UpsampleFactor(inRateHz);
     int count = std::min(n, kBufferSize / k);
     while (count > 0 && m_downConvert.MaxOutputCount(count * k) > room) count /= 2;
     std::complex<float>* up = m_aUpsampled.data();

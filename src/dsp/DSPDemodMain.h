@@ -8,9 +8,8 @@
 // Use: construct; set the tuning offset; SetMode; SetPassBand with IFRate(); then feed blocks
 // with ProcessBlock and read Output()/OutputCount() after each. A mode change is SetMode then
 // SetPassBand again; a pass-band change alone is SetPassBand. For a new recording make a new
-// chain. A block must not produce more than 65,536 IF samples (nor, when the recording's rate
-// is below the IF rate, more than 65,536 up-sampled samples); the player's 32,768-sample
-// blocks always fit.
+// chain. A block must fit the chain's 65,536-sample working buffers at every stage (IF samples,
+// up-sampled input, audio at 48,000 Hz): MaxBlockSamples says how long it may be.
 
 #include <array>
 #include <complex>
@@ -103,8 +102,13 @@ class CDSPDemodMain {
   CDSPSpectrumTap& SpectrumTap(int index) { return m_aSpectrumTaps[index & 1]; }
 
   // Runs the chain on n samples at inRateHz; afterwards Output()/OutputCount() hold the audio
-  // at 48,000 Hz. A rate of 0 or an offset outside the input band yields nothing.
+  // at 48,000 Hz. A rate of 0 or an offset outside the input band yields nothing. Input
+  // beyond MaxBlockSamples(inRateHz) is dropped, as the fixed buffers cannot hold its audio.
   void ProcessBlock(const std::complex<float>* in, int n, int inRateHz);
+  // The largest block (at most 32,768 samples) whose every sample reaches the output in the
+  // mode in force: fewer for recordings below the IF rate (up-sampled) and for modes whose
+  // audio rate is far below 48,000 Hz (8000 Hz audio becomes six times as many samples).
+  int MaxBlockSamples(int inRateHz) const;
 
   const float* Output() const { return m_aOutput.data(); }
   int OutputCount() const { return m_nOutputCount; }
@@ -130,7 +134,10 @@ class CDSPDemodMain {
 
  private:
   void AllocateBuffers();
+  void ApplySquelchSettings();
   void RunNoiseReduction(int& count);
+  // ceil(IF rate / input rate): the zero-insertion factor for a recording below the IF rate.
+  int UpsampleFactor(int inRateHz) const { return (m_nIFRate + inRateHz - 1) / inRateHz; }
 
   // Member stages in their order of construction (destroyed in reverse).
   CDSPAgcEx m_agc;
@@ -150,7 +157,7 @@ class CDSPDemodMain {
   CDSPRunningMean m_meanOutput{kRunningMeanEntries};
   CDSPNoiseBlankerAlt m_noiseBlanker;
   CDSPNoiseReduction m_noiseReduction;
-  CDSPOtherSquelch m_otherSquelch;
+  CDSPOtherSquelch m_otherSquelch;  // kept set up with the squelch settings, never run
   CDSPPolyphaseResampler m_resampler;
 
   // Settings.

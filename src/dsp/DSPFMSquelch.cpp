@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "dsp/FIRDesign.h"
+#include "dsp/SquelchFade.h"
 
 namespace {
 
@@ -107,12 +108,5 @@ void CDSPFMSquelch::Process(float* audio, int n) {
     m_bMuted = false;
   }
 
-  const float fn = static_cast<float>(n);
-  if (wasMuted && !m_bMuted) {
-    for (int k = 0; k < n; ++k) audio[k] *= static_cast<float>(k) / fn;
-  } else if (!wasMuted && m_bMuted) {
-    for (int k = 0; k < n; ++k) audio[k] *= static_cast<float>(n - k) / fn;
-  } else if (m_bMuted) {
-    std::fill(audio, audio + n, 0.0f);
-  }
+  ApplySquelchFade(audio, n, wasMuted, m_bMuted);
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "dsp/SquelchFade.h"
+
 namespace {
 constexpr double kFullScale = 32767.0;
 constexpr double kHysteresisDb = 6.0;
@@ -46,12 +48,5 @@ void CDSPOtherSquelch::Process(float* audio, int n) {
         m_bMuted = true;
     }
   }
-  const float fn = static_cast<float>(n);
-  if (wasMuted && !m_bMuted) {
-    for (int k = 0; k < n; ++k) audio[k] *= static_cast<float>(k) / fn;
-  } else if (!wasMuted && m_bMuted) {
-    for (int k = 0; k < n; ++k) audio[k] *= static_cast<float>(n - k) / fn;
-  } else if (m_bMuted) {
-    std::fill(audio, audio + n, 0.0f);
-  }
+  ApplySquelchFade(audio, n, wasMuted, m_bMuted);
 }

@@ -1,7 +1,12 @@
 #pragma once
 // Audio level squelch: mutes the demodulated audio while its level stays below a threshold.
 //
-// The chain sets it up with the squelch settings and the IF rate whenever a mode is applied.
+// The chain sets it up with the squelch settings and the IF rate whenever a mode is applied,
+// so that it is ready with the user's settings, but its block order has no step that runs it:
+// the basic squelch (AM, sideband and data modes) and the FM squelch do the chain's muting,
+// and a second level squelch behind them would close on its own, differently scaled
+// threshold. Process serves a caller that wants a squelch on audio alone.
+//
 // It follows the audio's mean-square level over 20 ms, opens at the threshold that the
 // squelch level (0..100) stands for and closes 6 dB below it after a hang time of 200 ms,
 // fading the block in or out when the state changes so that no click is heard.

@@ -3,7 +3,7 @@
 //
 // FFTW's planner is not thread-safe and several demodulator chains (and the analysis FFT
 // workers) may plan on different threads at once, so every plan creation and destruction
-// goes through one process-wide lock. Executing a plan needs no lock.
+// goes through one process-wide lock, FFTWPlannerLock(). Executing a plan needs no lock.
 //
 // Plans are made on the caller's buffers (use CAlignedVector storage). With the measuring
 // planner the buffers are overwritten while planning: plan first, fill afterwards. The new-
@@ -12,10 +12,21 @@
 #include <fftw3.h>
 
 #include <complex>
+#include <mutex>
 #include <utility>
 
-// FFTW_ESTIMATE when the fast-FFT flag is set, otherwise FFTW_MEASURE (the planner times
-// candidate algorithms once per size; the results are kept for the rest of the process).
+// The one lock for everything that touches FFTW's planner state in this process (plan
+// creation and destruction in both precisions, wisdom import and export, the planning time
+// limit). Every FFTW user in the process must take this lock, not one of its own: two
+// locks would let two threads into the planner at once.
+std::mutex& FFTWPlannerLock();
+
+// FFTW_ESTIMATE when the fast-FFT flag is set, otherwise FFTW_MEASURE. The measuring
+// planner times candidate algorithms once per size, precision and direction, and FFTW keeps
+// what it learnt (its wisdom) for the rest of the process: only the first chain of a process
+// pays the measuring (a second or so for the chain's sizes), later chains plan the same sizes
+// at once. A cache of plans of our own would save nothing more; what would save the first
+// cost is wisdom kept between runs, which is for a caller that may do file I/O.
 unsigned FFTWPlannerFlags();
 
 class CFFTWPlanF

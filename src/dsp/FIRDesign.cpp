@@ -17,34 +17,18 @@ double BesselI0(double x)
     return sum;
 }
 
-double KaiserBeta(double attenuationDb)
-{
-    if (attenuationDb > 50.0)
-        return 0.1102 * (attenuationDb - 8.7);
-    if (attenuationDb >= 21.0)
-        return 0.5842 * std::pow(attenuationDb - 21.0, 0.4) + 0.07886 * (attenuationDb - 21.0);
-    return 0.0;
-}
-
-double FIRWindowValue(EFIRWindow eWindow, int n, int length, double kaiserBeta)
+namespace {
+// Blackman window value n of length (0.42 - 0.5 cos + 0.08 cos 2x: about 75 dB stop band).
+double BlackmanWindow(int n, int length)
 {
     if (length <= 1)
         return 1.0;
-    const double x = static_cast<double>(n) / (length - 1);  // 0 .. 1
-    switch (eWindow) {
-    case EFIRWindow::Blackman:
-        return 0.42 - 0.5 * std::cos(2.0 * std::numbers::pi * x) + 0.08 * std::cos(4.0 * std::numbers::pi * x);
-    case EFIRWindow::Kaiser: {
-        const double r = 2.0 * x - 1.0;
-        return BesselI0(kaiserBeta * std::sqrt(std::max(0.0, 1.0 - r * r))) / BesselI0(kaiserBeta);
-    }
-    }
-    return 1.0;
+    const double x = 2.0 * std::numbers::pi * n / (length - 1);
+    return 0.42 - 0.5 * std::cos(x) + 0.08 * std::cos(2.0 * x);
 }
 
-namespace {
 // Windowed sinc with cut-off fc, not yet normalised.
-std::vector<double> WindowedSinc(double cutoff, int length, EFIRWindow eWindow, double kaiserBeta)
+std::vector<double> WindowedSinc(double cutoff, int length)
 {
     std::vector<double> taps(static_cast<std::size_t>(length));
     const double centre = (length - 1) / 2.0;
@@ -52,7 +36,7 @@ std::vector<double> WindowedSinc(double cutoff, int length, EFIRWindow eWindow, 
         const double m = n - centre;
         const double sinc = m == 0.0 ? 2.0 * cutoff
                                      : std::sin(2.0 * std::numbers::pi * cutoff * m) / (std::numbers::pi * m);
-        taps[static_cast<std::size_t>(n)] = sinc * FIRWindowValue(eWindow, n, length, kaiserBeta);
+        taps[static_cast<std::size_t>(n)] = sinc * BlackmanWindow(n, length);
     }
     return taps;
 }
@@ -71,22 +55,22 @@ void NormaliseAt(std::vector<double>& taps, double f)
 }
 }  // namespace
 
-std::vector<double> DesignLowPassFIR(double cutoff, int length, EFIRWindow eWindow, double kaiserBeta)
+std::vector<double> DesignLowPassFIR(double cutoff, int length)
 {
     if (length <= 0)
         return {};
-    std::vector<double> taps = WindowedSinc(cutoff, length, eWindow, kaiserBeta);
+    std::vector<double> taps = WindowedSinc(cutoff, length);
     NormaliseAt(taps, 0.0);
     return taps;
 }
 
-std::vector<double> DesignHighPassFIR(double cutoff, int length, EFIRWindow eWindow, double kaiserBeta)
+std::vector<double> DesignHighPassFIR(double cutoff, int length)
 {
     if (length <= 0)
         return {};
     if (length % 2 == 0)
         ++length;
-    std::vector<double> taps = DesignLowPassFIR(cutoff, length, eWindow, kaiserBeta);
+    std::vector<double> taps = DesignLowPassFIR(cutoff, length);
     for (double& t : taps)
         t = -t;
     taps[static_cast<std::size_t>(length / 2)] += 1.0;
@@ -94,16 +78,15 @@ std::vector<double> DesignHighPassFIR(double cutoff, int length, EFIRWindow eWin
     return taps;
 }
 
-std::vector<double> DesignBandPassFIR(double lowCutoff, double highCutoff, int length, EFIRWindow eWindow,
-                                      double kaiserBeta)
+std::vector<double> DesignBandPassFIR(double lowCutoff, double highCutoff, int length)
 {
     if (length <= 0)
         return {};
     if (lowCutoff <= 0.0)
-        return DesignLowPassFIR(highCutoff, length, eWindow, kaiserBeta);
+        return DesignLowPassFIR(highCutoff, length);
     const double centreFreq = (lowCutoff + highCutoff) / 2.0;
     const double halfWidth = std::fabs(highCutoff - lowCutoff) / 2.0;
-    std::vector<double> taps = WindowedSinc(halfWidth, length, eWindow, kaiserBeta);
+    std::vector<double> taps = WindowedSinc(halfWidth, length);
     const double centre = (length - 1) / 2.0;
     for (int n = 0; n < length; ++n)
         taps[static_cast<std::size_t>(n)] *= 2.0 * std::cos(2.0 * std::numbers::pi * centreFreq * (n - centre));

@@ -42,11 +42,6 @@ CAudioOutput::~CAudioOutput() {
   FreeBuffers();
 }
 
-void CAudioOutput::SetBackend(std::shared_ptr<CAudioBackend> pBackend) {
-  Close();
-  m_pBackend = std::move(pBackend);
-}
-
 void CAudioOutput::SetDevice(std::uint32_t nDeviceID, const std::string& strName) {
   m_nDeviceID = nDeviceID;
   m_strDeviceName = strName;

@@ -46,8 +46,6 @@ class CAudioOutput {
   CAudioOutput(const CAudioOutput&) = delete;
   CAudioOutput& operator=(const CAudioOutput&) = delete;
 
-  // Takes effect at the next Open (the device is closed first).
-  void SetBackend(std::shared_ptr<CAudioBackend> pBackend);
   const std::shared_ptr<CAudioBackend>& Backend() const { return m_pBackend; }
 
   // The device to open ("DemodPlayerOutputID"); the name is used in log lines only.

@@ -149,8 +149,11 @@ void CDemodBackgroundThread::PrepareForPlay(bool bSwapIQ) {
   m_bSkipCarry = true;
   m_nBlocksProcessed = 0;
   m_bChangeFFT = false;
-  m_bChangeMode = false;
   m_nBytesPlayed = 0;
+  // The pending mode change is left alone: the play sequence queues its mode (command 11)
+  // after the rebuild (command 2), and when the thread has already handled both, clearing
+  // the flag here would leave the new chain in the previous play's mode. Applying a mode
+  // already in force does nothing, so a flag left set costs nothing.
 }
 
 // ---- Packet handling ------------------------------------------------------------------
@@ -251,6 +254,8 @@ void CDemodBackgroundThread::InitDisplayFFT() {
   m_afMagnitudeDb.clear();
   m_plan = {};
   m_bSkipCarry = true;
+  // A size change still pending (command 9 before command 3) is met by this set-up.
+  m_bChangeFFT = false;
 
   const std::uint32_t nSize = m_nFFTSize;
   const auto nOrder = static_cast<std::uint32_t>(std::floor(std::log2(static_cast<double>(nSize)) + 0.0001));
@@ -393,8 +398,9 @@ void CDemodBackgroundThread::ReadAndPlayBlock() {
   if (nSize < 2 || m_aBlock.size() != nSize || nBytesPerSample == 0) return;
   if (m_abRaw.size() < nBlockBytes) m_abRaw.resize(nBlockBytes);
 
+  // An overlap of 100 % or more would carry the whole block (or more) and never read on.
   std::uint32_t nCarry = 0;
-  if (!m_bSkipCarry.load() && m_nOverlap != 0)
+  if (!m_bSkipCarry.load() && m_nOverlap > 0 && m_nOverlap < 100)
     nCarry = static_cast<std::uint32_t>(static_cast<std::uint64_t>(m_nOverlap) * nSize / 100);
   const std::size_t nCarryBytes = static_cast<std::size_t>(nCarry) * nBytesPerSample * 2;
   if (nCarryBytes) std::memmove(m_abRaw.data(), m_abRaw.data() + nBlockBytes - nCarryBytes, nCarryBytes);
@@ -442,9 +448,15 @@ void CDemodBackgroundThread::ReadAndPlayBlock() {
     ConvertBlock();
     m_bSkipCarry = false;
     ++m_nBlocksProcessed;
-    m_nCarrySamples = nCarry;
-    for (std::uint32_t i = nCarry; i < nSize; i += kMaxChainInput) {
-      const int nPiece = static_cast<int>(std::min<std::uint32_t>(kMaxChainInput, nSize - i));
+    // At most 32768 samples a call, and fewer where the chain's fixed buffers could not hold
+    // the audio of that many (recordings below the IF rate, modes with a low audio rate).
+    std::uint32_t nPieceMax = kMaxChainInput;
+    if (m_pDemod) {
+      const int nChainMax = m_pDemod->MaxBlockSamples(static_cast<int>(m_file.Format().nSamplesPerSec));
+      if (nChainMax > 0) nPieceMax = std::min<std::uint32_t>(nPieceMax, static_cast<std::uint32_t>(nChainMax));
+    }
+    for (std::uint32_t i = nCarry; i < nSize; i += nPieceMax) {
+      const int nPiece = static_cast<int>(std::min<std::uint32_t>(nPieceMax, nSize - i));
       PlayPiece(m_aBlock.data() + i, nPiece);
     }
     PostDisplaySpectrum();

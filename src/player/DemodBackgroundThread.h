@@ -84,7 +84,7 @@ class CDemodBackgroundThread final : public CDemodBackgroundThreadBase, private 
   void SetRepeat(bool bRepeat) { m_bRepeat = bRepeat; }
   bool Repeat() const { return m_bRepeat.load(); }
   // The state a new play starts from: swap flag of the recording, not stopped, skip-carry
-  // set, no blocks, no pending display-FFT or mode change, nothing played.
+  // set, no blocks, no pending display-FFT change, nothing played.
   void PrepareForPlay(bool bSwapIQ);
   // The window function of the display FFT (the analysis window numbers), used at the next
   // set-up.
@@ -186,7 +186,6 @@ class CDemodBackgroundThread final : public CDemodBackgroundThreadBase, private 
   std::vector<float> m_afWindow;
   std::vector<float> m_afMagnitudeDb;
   CFFTWPlanF m_plan;
-  std::uint32_t m_nCarrySamples = 0;  // K of the block being played
 
   std::vector<std::int16_t> m_anAudio;
   std::atomic<int> m_nPeakInQueue{0};

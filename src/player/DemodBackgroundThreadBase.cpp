@@ -23,27 +23,6 @@ CDemodBackgroundThreadBase::~CDemodBackgroundThreadBase() {
   if (IsRunning()) StopThread();
 }
 
-bool CDemodBackgroundThreadBase::StartThread() {
-  if (m_thread.joinable()) return true;
-  m_bRunning = 1;
-  m_nTimeoutMs = -1;
-  m_bStop = 0;
-  m_evFinished.Reset();
-  for (int nAttempt = 0; nAttempt < 10; ++nAttempt) {
-    if (LaunchThread()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
-  }
-  m_bRunning = 0;
-  m_evFinished.Set();
-  return false;
-}
-
-void CDemodBackgroundThreadBase::StopThread() {
-  m_bStop = 1;
-  m_evWake.Set();
-  JoinOrAbandon(5000);
-}
-
 void CDemodBackgroundThreadBase::QueuePacket(std::unique_ptr<CDemodBkgPacket> pPacket) {
   {
     std::lock_guard lock(m_lock);
@@ -76,7 +55,8 @@ void CDemodBackgroundThreadBase::WaitUntilIdle(int timeoutMs) {
   QueuePacket(std::make_unique<CDemodBkgPacket>(DEMOD_CMD_SYNC));
   int nWaited = 0;
   for (;;) {
-    if (QueueLength() == 0) return;
+    // A thread that has ended (or never started) will not empty its queue.
+    if (QueueLength() == 0 || !IsRunning()) return;
     if (timeoutMs != 0 && nWaited >= timeoutMs) return;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     nWaited += 10;

@@ -26,19 +26,14 @@ class CDemodBackgroundThreadBase : public CThinThread {
   CDemodBackgroundThreadBase() = default;
   ~CDemodBackgroundThreadBase() override;
 
-  // Starts the thread (up to 10 attempts, 250 ms apart); false when it could not be made.
-  bool StartThread();
-  // Asks the thread to stop and waits up to 5000 ms.
-  void StopThread();
-
   void QueuePacket(std::unique_ptr<CDemodBkgPacket> pPacket);
   // Under one hold of the lock: cancels every queued packet of nCommand, then appends
   // pPacket. So at most one such packet is ever pending.
   void ReplaceQueued(std::int32_t nCommand, std::unique_ptr<CDemodBkgPacket> pPacket);
   // Command 13 with the value and its name ("Below normal" ...). Nothing once shutdown began.
   void SetPriority(int nPriority);
-  // Appends a code-0 packet and polls the queue length every 10 ms until it is 0;
-  // timeoutMs 0 waits for ever. Nothing once shutdown began.
+  // Appends a code-0 packet and polls the queue length every 10 ms until it is 0, or the
+  // thread is no longer running; timeoutMs 0 sets no limit. Nothing once shutdown began.
   void WaitUntilIdle(int timeoutMs);
   int QueueLength() const;
 

@@ -23,6 +23,10 @@ std::uint32_t DataRate(const CRecordingDescription& desc) {
   return desc.m_nFmtSampleRate ? desc.m_nFmtSampleRate : desc.m_nSampleRate;
 }
 
+// A thread that has just started is idle within moments; the limit only keeps a thread that
+// never runs from holding up the view.
+constexpr int kStartIdleWaitMs = 5000;
+
 std::string FormatRecordingTime(const CRecordingDescription& desc, double tSeconds) {
   return FormatUtcSeconds(desc.m_tStart + static_cast<std::int64_t>(std::floor(tSeconds)), "%d-%b-%Y %H:%M:%S");
 }
@@ -48,12 +52,13 @@ CPlayerOptions ReadPlayerOptions(CMySettingsStore& store) {
 }
 
 int PlayerModeNumber(const std::string& strMode) {
-  const int nMode = CDSPDemodMain::ModeFromName(strMode);
-  if (nMode >= 0) return nMode;
+  // The stored text is the name as the options pane wrote it, so it must match exactly;
+  // only "cw" is taken in any case.
+  for (int nMode = 0; nMode < eDemodModeCount; ++nMode)
+    if (strMode == CDSPDemodMain::ShortName(nMode) || strMode == CDSPDemodMain::LongName(nMode)) return nMode;
   if (strcasecmp(strMode.c_str(), "cw") == 0) return eDemodCWU;
   return eDemodUSB;
 }
-
 
 CDisplayFFTSetup DisplayFFTForRate(std::uint32_t nRateHz, int nLinesPerSecondSetting) {
   CDisplayFFTSetup setup;
@@ -89,7 +94,7 @@ bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFram
   thread.SetTargetWindow(pMainFrame);
   if (!thread.StartThread()) return false;
   thread.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
-  thread.WaitUntilIdle(0);
+  thread.WaitUntilIdle(kStartIdleWaitMs);
   if (bRepeat) thread.SetRepeat(true);
   return true;
 }

@@ -31,8 +31,8 @@ struct CPlayerOptions {
 // Reads the options; values missing from the store keep their defaults.
 CPlayerOptions ReadPlayerOptions(CMySettingsStore& store);
 
-// The first of modes 0-17 whose short or long name equals the text; 5 (CW-U) for "cw" in
-// any case; otherwise 1 (USB).
+// The first of modes 0-17 whose short or long name equals the text exactly; 5 (CW-U) for
+// "cw" in any case; otherwise 1 (USB).
 int PlayerModeNumber(const std::string& strMode);
 
 // The display FFT for a recording rate: display rate in lines per second (20 for 0),
@@ -56,7 +56,7 @@ struct CSeriesPosition {
 CSeriesPosition SeriesPositionAt(const CRecordingDescription& desc, double tSeconds);
 
 // Starts the "Demod" thread: name, main frame for its log lines, start, "Below normal",
-// wait until idle, and the saved repeat flag.
+// wait until idle (at most 5 s), and the saved repeat flag.
 bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFrame, bool bRepeat);
 
 // Starts play at tPlayStart (seconds from the recording's start: the start of the play
@@ -91,8 +91,8 @@ bool PlayAtPoint(CDemodBackgroundThread& thread, const CRecordingDescription& de
                  const CPlayerOptions& options, CMessageTarget* pView, const PlayerLogFunction& log,
                  double& dFrequencyHz);
 
-// Converts the range (seconds from the recording's start) and writes it into the thread.
-// tStartUtc is the recording's start, for the logged times.
+// Converts the range (seconds from the recording's start) and writes it into the thread;
+// the logged times are those of the recording (its start plus the seconds), in UTC.
 void SetPlayerRepeatRange(CDemodBackgroundThread& thread, const CRecordingDescription& desc, double tStart,
                           double tEnd, const PlayerLogFunction& log);
 // Flips "CVexlorView::m_bPlayerRepeat", saves it and writes it into the thread.

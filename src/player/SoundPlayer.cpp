@@ -29,6 +29,10 @@ CSoundPlayer::~CSoundPlayer() { Stop(); }
 
 void CSoundPlayer::Stop() {
   std::lock_guard lock(m_mutex);
+  StopLocked();
+}
+
+void CSoundPlayer::StopLocked() {
   m_bStop = true;
   if (m_thread.joinable()) m_thread.join();
   m_bStop = false;
@@ -37,8 +41,10 @@ void CSoundPlayer::Stop() {
 void CSoundPlayer::PlayAsync(const std::filesystem::path& path) {
   std::vector<std::int16_t> anSamples;
   if (!LoadSound(path, anSamples)) return;
-  Stop();
+  // Stopping and starting under one hold of the lock: two callers at once must not both
+  // find the old sound gone and both start a thread in its place.
   std::lock_guard lock(m_mutex);
+  StopLocked();
   m_thread = std::thread([this, anSamples = std::move(anSamples)] { Play(anSamples); });
 }
 

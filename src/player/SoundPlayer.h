@@ -36,6 +36,7 @@ class CSoundPlayer final : public IAnalysisSound {
 
  private:
   bool Play(const std::vector<std::int16_t>& anSamples);
+  void StopLocked();  // m_mutex held
 
   std::shared_ptr<CAudioBackend> m_pBackend;
   std::uint32_t m_nDeviceID;

@@ -20,11 +20,6 @@ MMRESULT CWaveOutStream::Restart() {
   return MMSYSERR_NOERROR;
 }
 
-bool CWaveOutStream::IsPaused() const {
-  std::lock_guard lock(m_mutex);
-  return m_bPaused;
-}
-
 MMRESULT CWaveOutStream::PrepareHeader(WAVEHDR& hdr) {
   if (!hdr.lpData || hdr.dwBufferLength < sizeof(std::int16_t)) return MMSYSERR_INVALPARAM;
   hdr.dwFlags.fetch_or(WHDR_PREPARED);

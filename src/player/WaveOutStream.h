@@ -29,8 +29,6 @@ class CWaveOutStream : public CWaveOutHandle {
   MMRESULT Reset() override;
   MMRESULT Close() override;
 
-  bool IsPaused() const;
-
  protected:
   CWaveOutStream(WaveOutProc pProc, void* pInstance);
 
@@ -50,7 +48,7 @@ class CWaveOutStream : public CWaveOutHandle {
 
   WaveOutProc m_pProc;
   void* m_pInstance;
-  mutable std::mutex m_mutex;
+  std::mutex m_mutex;
   std::deque<WAVEHDR*> m_queue;
   std::size_t m_nFrontOffset = 0;  // samples of the front buffer already played
   bool m_bPaused = false;

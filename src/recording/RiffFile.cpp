@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "core/Log.h"
+#include "recording/LittleEndian.h"
 
 namespace {
 
@@ -39,18 +40,6 @@ std::uint32_t ErrnoToMmioError(int nErrno) {
     default:
       return MMIOERR_CANNOTOPEN;
   }
-}
-
-std::uint32_t GetLE32(const unsigned char* p) {
-  return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-         static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
-}
-
-void PutLE32(unsigned char* p, std::uint32_t v) {
-  p[0] = static_cast<unsigned char>(v);
-  p[1] = static_cast<unsigned char>(v >> 8);
-  p[2] = static_cast<unsigned char>(v >> 16);
-  p[3] = static_cast<unsigned char>(v >> 24);
 }
 
 }  // namespace

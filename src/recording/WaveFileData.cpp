@@ -13,6 +13,7 @@
 #include "core/Log.h"
 #include "core/SystemTime.h"
 #include "persist/XMLMgr.h"
+#include "recording/LittleEndian.h"
 #include "recording/RecordingCaches.h"
 #include "recording/RiffFile.h"
 
@@ -22,7 +23,7 @@ namespace {
 // after the previous one stopped.
 constexpr std::int64_t kChainToleranceSeconds = 3;
 // Calendar times beyond this year are treated as garbage: their FILETIME would not fit.
-constexpr int kLatestYear = 30000;
+constexpr int kLatestYear = 30827;
 constexpr std::uint32_t kWinradADFreqHz = 66'666'667;
 constexpr std::uint32_t kPerseusADFreqHz = 80'000'000;
 constexpr std::uint32_t kUnknownCenterFreqHz = 10'000'000;
@@ -37,24 +38,47 @@ std::string Upper(std::string s) {
   return s;
 }
 
-std::uint32_t GetLE32(const unsigned char* p) {
-  return static_cast<std::uint32_t>(p[0]) | static_cast<std::uint32_t>(p[1]) << 8 |
-         static_cast<std::uint32_t>(p[2]) << 16 | static_cast<std::uint32_t>(p[3]) << 24;
+SYSTEMTIME GetSystemTime(const unsigned char* p) {
+  SYSTEMTIME st;
+  st.wYear = GetLE16(p);
+  st.wMonth = GetLE16(p + 2);
+  st.wDayOfWeek = GetLE16(p + 4);
+  st.wDay = GetLE16(p + 6);
+  st.wHour = GetLE16(p + 8);
+  st.wMinute = GetLE16(p + 10);
+  st.wSecond = GetLE16(p + 12);
+  st.wMilliseconds = GetLE16(p + 14);
+  return st;
 }
 
-SYSTEMTIME GetSystemTime(const unsigned char* p) {
-  std::uint16_t w[8];
-  for (int i = 0; i < 8; ++i) w[i] = static_cast<std::uint16_t>(p[2 * i] | p[2 * i + 1] << 8);
-  SYSTEMTIME st;
-  st.wYear = w[0];
-  st.wMonth = w[1];
-  st.wDayOfWeek = w[2];
-  st.wDay = w[3];
-  st.wHour = w[4];
-  st.wMinute = w[5];
-  st.wSecond = w[6];
-  st.wMilliseconds = w[7];
-  return st;
+// Where each "auxi" chunk size keeps its fields: byte offsets into the chunk data, -1 where
+// the layout has no such field (the value is then 0, or as noted).
+struct CAuxiLayout {
+  std::uint32_t nSize;
+  const char* pszSource;
+  bool bLocalTimes;  // stored as local time
+  int nStop;         // -1: the stop time is the start time
+  int nCenter;
+  int nAD;           // -1: the Winrad A/D clock, which the chunk does not state
+  int nIF;
+  int nIQOffset;
+  int nUnused;
+};
+
+// SpectraVue 2.34 leaves the word at 44 unused; in SpectraVue 3.0 it is a bandwidth, which is
+// ignored because the 'fmt ' rate is the true one.
+constexpr CAuxiLayout kAuxiLayouts[] = {
+    {28, "SpectraVue 1", false, -1, 16, 20, -1, -1, -1},
+    {44, "SpectraVue 2", false, 16, 32, 36, -1, -1, -1},
+    {68, "SpectraVue 2.34", true, 16, 32, 36, 40, 48, 52},
+    {72, "SpectraVue 3.0", false, 16, 32, 36, 40, 48, 52},
+    {164, "Winrad", false, 16, 32, -1, -1, -1, -1},
+};
+
+const CAuxiLayout* FindAuxiLayout(std::uint32_t nSize) {
+  for (const CAuxiLayout& layout : kAuxiLayouts)
+    if (layout.nSize == nSize) return &layout;
+  return nullptr;
 }
 
 bool IsValidTime(const SYSTEMTIME& st) {
@@ -210,68 +234,32 @@ bool CWaveFileData::ScanHeader(CRiffFile& file, const std::filesystem::path& nam
   MMCKINFO rcvr;
   rcvr.ckid = FourCC("rcvr");
   if (!file.Descend(auxi, &riff, MMIO_FINDCHUNK)) {
-    std::vector<unsigned char> buf;
-    const std::uint32_t n = auxi.cksize;
-    if (n == 28 || n == 44 || n == 68 || n == 72 || n == 164) {
+    if (const CAuxiLayout* pLayout = FindAuxiLayout(auxi.cksize)) {
       // A chunk cut short by the end of the file reads as zeros where it is missing.
-      buf.assign(n, 0);
+      std::vector<unsigned char> buf(auxi.cksize, 0);
       file.Read(buf.data(), buf.size());
-    }
-    const unsigned char* p = buf.data();
-    switch (n) {
-      case 28:
-        header.m_strSource = "SpectraVue 1";
-        header.m_stStart = GetSystemTime(p);
-        header.m_stStop = header.m_stStart;
-        header.m_nCenterFreq = GetLE32(p + 16);
-        header.m_nADFreq = GetLE32(p + 20);
-        break;
-      case 44:
-        header.m_strSource = "SpectraVue 2";
-        header.m_stStart = GetSystemTime(p);
-        header.m_stStop = GetSystemTime(p + 16);
-        header.m_nCenterFreq = GetLE32(p + 32);
-        header.m_nADFreq = GetLE32(p + 36);
-        break;
-      case 68:
-        header.m_strSource = "SpectraVue 2.34";
-        header.m_stStart = LocalToUtcOrZero(GetSystemTime(p));
-        header.m_stStop = LocalToUtcOrZero(GetSystemTime(p + 16));
-        header.m_nCenterFreq = GetLE32(p + 32);
-        header.m_nADFreq = GetLE32(p + 36);
-        header.m_nIFFreq = GetLE32(p + 40);
-        // The word at 44 is not used by this version.
-        header.m_nIQOffset = GetLE32(p + 48);
-        header.m_nUnused = GetLE32(p + 52);
-        break;
-      case 72:
-        header.m_strSource = "SpectraVue 3.0";
-        header.m_stStart = GetSystemTime(p);
-        header.m_stStop = GetSystemTime(p + 16);
-        header.m_nCenterFreq = GetLE32(p + 32);
-        header.m_nADFreq = GetLE32(p + 36);
-        header.m_nIFFreq = GetLE32(p + 40);
-        // The bandwidth word at 44 is ignored: the 'fmt ' rate is the true one.
-        header.m_nIQOffset = GetLE32(p + 48);
-        header.m_nUnused = GetLE32(p + 52);
-        break;
-      case 164:
-        header.m_strSource = "Winrad";
-        header.m_stStart = GetSystemTime(p);
-        header.m_stStop = GetSystemTime(p + 16);
-        header.m_nCenterFreq = GetLE32(p + 32);
-        header.m_nADFreq = kWinradADFreqHz;
-        break;
-      default: {
-        bRecognised = false;
-        unsigned char start[10] = {};
-        file.Read(start, sizeof start);
-        const bool bXml = std::memcmp(start, "<\0?\0x\0m\0l\0", 10) == 0;
-        fault = {bXml ? CWaveScanFault::AUXI_XML : CWaveScanFault::AUXI_SIZE, n};
-        break;
+      const unsigned char* p = buf.data();
+      const auto word = [p](int nOffset) { return nOffset < 0 ? 0u : GetLE32(p + nOffset); };
+      header.m_strSource = pLayout->pszSource;
+      header.m_stStart = GetSystemTime(p);
+      header.m_stStop = pLayout->nStop < 0 ? header.m_stStart : GetSystemTime(p + pLayout->nStop);
+      if (pLayout->bLocalTimes) {
+        header.m_stStart = LocalToUtcOrZero(header.m_stStart);
+        header.m_stStop = LocalToUtcOrZero(header.m_stStop);
       }
+      header.m_nCenterFreq = word(pLayout->nCenter);
+      header.m_nADFreq = pLayout->nAD < 0 ? kWinradADFreqHz : word(pLayout->nAD);
+      header.m_nIFFreq = word(pLayout->nIF);
+      header.m_nIQOffset = word(pLayout->nIQOffset);
+      header.m_nUnused = word(pLayout->nUnused);
+      header.m_nBandwidth = nFmtRate;
+    } else {
+      bRecognised = false;
+      unsigned char start[10] = {};
+      file.Read(start, sizeof start);
+      const bool bXml = std::memcmp(start, "<\0?\0x\0m\0l\0", 10) == 0;
+      fault = {bXml ? CWaveScanFault::AUXI_XML : CWaveScanFault::AUXI_SIZE, auxi.cksize};
     }
-    if (bRecognised) header.m_nBandwidth = nFmtRate;
     file.Ascend(auxi);
   } else if (file.Seek(nAfterFmt, SEEK_SET) >= 0 && !file.Descend(rcvr, &riff, MMIO_FINDCHUNK)) {
     unsigned char p[12] = {};

@@ -11,8 +11,8 @@
 //   "Perseus"          no "auxi", a "rcvr" chunk
 //   "Winradio"         neither chunk, extension ".ddc"; always one file
 //   "UnknownFmt"       any other valid WAVE file; one file
-// SpectraVue, Winrad and Perseus series are chained by time: files whose start lies
-// within 3 seconds of the previous file's stop.
+// SpectraVue, Winrad and Perseus series are chained by time: each file starts less than
+// 3 seconds from the stop of the one before it.
 
 #include <cstdint>
 #include <filesystem>

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <vector>
 
 #include "analysis/AnalysisImage.h"
@@ -146,6 +147,26 @@ TEST(ImageScaling, AutomaticRangeAndContrast) {
   EXPECT_DOUBLE_EQ(scaling.LastRange().dBase, -28.0);
   EXPECT_EQ(px[70], table[0]);
   EXPECT_EQ(px[76], table[32768]);
+}
+
+// Catches integer overflow in the range of automatic scaling. A positive held peak grows by
+// 10 % a row, past the integer range after about 200 rows and to infinity after about 900,
+// and a damaged project may hold infinities and NaNs: such rows must still be coloured
+// from the table (the sanitizer build reports the overflow).
+TEST(ImageScaling, HeldPeakBeyondTheIntegerRangeStillColours) {
+  CImageScaling scaling;
+  const CColourTable table;
+  std::vector<std::uint32_t> px(4);
+  const std::vector<float> loud(4, 5.0f);
+  for (int r = 0; r < 1000; ++r) scaling.ColourRow(loud.data(), 4, table, px.data());
+  EXPECT_EQ(scaling.LastRange().nHigh, std::numeric_limits<int>::max());
+  EXPECT_EQ(px[0], table[0]);  // far below the held peak: the weakest colour
+
+  const float inf = std::numeric_limits<float>::infinity();
+  const std::vector<float> wild = {std::nanf(""), -inf, inf, -80.0f};
+  scaling.ResetPeak();
+  scaling.ColourRow(wild.data(), 4, table, px.data());
+  for (std::uint32_t p : px) EXPECT_EQ(p >> 24, 0xFFu);
 }
 
 // Catches truncation instead of rounding, and out-of-table indices from wild values.

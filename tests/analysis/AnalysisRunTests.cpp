@@ -180,6 +180,32 @@ TEST_F(AnalysisRunTest, AnAbortBeforeTheFirstBufferStillReadsTheRecordingToItsEn
   EXPECT_EQ(engine.rows.completions, 1);
 }
 
+TEST_F(AnalysisRunTest, AFailedFirstOpenKeepsTheRunBusyUntilTheAbortEndsIt) {
+  // Catches a run that ends by itself when its first file cannot be opened (it is to wait,
+  // showing "Initialising", for the user's abort), and an abort that cannot end it then.
+  struct COpenWatcher final : IAnalysisStatus {
+    void FileOpened(bool bSuccess) override { bFailed = !bSuccess; }
+    bool bFailed = false;
+  } status;
+  constexpr std::uint32_t n = 256;
+  const CRawIQ raw = Noise(16, 20000.0, 4 * n, 31);
+  std::vector<std::uint32_t> sizes;
+  const auto files = WriteSeries(raw, {}, sizes);
+  std::filesystem::remove(files[0]);
+  CEngine engine(dir / "Settings.xml");
+  CAnalysisRun& run = engine.analysis.Run();
+  run.SetStatus(&status);
+  ASSERT_TRUE(run.Start(MakeOptions(files, sizes, kRate, 16, n, ANALYSIS_WINDOW_NONE)));
+  int nTicksAfterFailure = 0;
+  engine.analysis.PumpUntilFinished(nullptr, [&] {
+    if (status.bFailed && ++nTicksAfterFailure == 10) run.RequestAbort();
+  });
+  EXPECT_GE(nTicksAfterFailure, 10);
+  EXPECT_TRUE(engine.rows.rows.empty());
+  EXPECT_EQ(engine.rows.completions, 1);
+  EXPECT_NE(LogText().find("Finished"), std::string::npos);
+}
+
 TEST_F(AnalysisRunTest, ARecordingShorterThanOneBlockFinishesWithNoRows) {
   // Catches a finish test that waits for a first row count that never comes.
   constexpr std::uint32_t n = 1024;

@@ -258,6 +258,32 @@ TEST(DemodMain, EdgeCasesOfTheBlockOperation) {
   EXPECT_GT(m.snrDb, 20.0);
 }
 
+// Catches audio lost to the fixed working buffers: a recording far below 48 kHz makes more
+// audio than they hold from a 32,768-sample block (an 8000 Hz USB block turns into six times
+// as many output samples), so blocks of MaxBlockSamples must reach the output whole.
+TEST(DemodMain, BlocksOfMaxBlockSamplesLoseNoAudio) {
+  struct SCase {
+    int mode;
+    int rate;
+  };
+  for (const SCase& c : {SCase{eDemodUSB, 8000}, SCase{eDemodAM, 11025}, SCase{eDemodAM, 22050},
+                         SCase{eDemodBFM, 250000}}) {
+    CDSPDemodMain chain;
+    Configure(chain, c.mode, 1000, 200, 3000);
+    const int block = chain.MaxBlockSamples(c.rate);
+    ASSERT_GT(block, 2048) << c.rate;
+    ASSERT_LE(block, 32768);
+    const double seconds = 3.0;
+    const std::vector<Complex> iq = Synthesise(static_cast<int>(seconds * c.rate), c.rate, [](double t) {
+      return Carrier(t, 1000.0, 2000.0) * (1.0 + 0.5 * std::sin(kTwoPi * 400.0 * t));
+    });
+    ExpectOutputCount(RunChain(chain, iq, c.rate, block), seconds, 0.9);
+  }
+  CDSPDemodMain usb;
+  Configure(usb, eDemodUSB, 1000, 200, 3000);
+  EXPECT_LT(usb.MaxBlockSamples(8000), 32768 / 6);
+}
+
 // Catches a squelch that is not wired in: noise alone stays muted at a level above it, a
 // strong carrier opens it.
 TEST(DemodMain, BasicSquelchMutesNoiseAndOpensOnASignal) {

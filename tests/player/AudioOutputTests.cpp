@@ -120,7 +120,7 @@ TEST_F(AudioOutputTest, StartsAtSixQueuedAndPausesAgainAfterRunningDry) {
 
   // Dry now: the next buffer finds at most one in the queue and pauses the device.
   int nWritten = 0;
-  while (m_output.QueuedCount() < static_cast<int>(CAudioOutput::kRestartQueued) - 1) {
+  while (m_output.QueuedCount() < static_cast<int>(CAudioOutput::kRestartQueued) - 1 && nWritten < 10) {
     WriteBuffers(1, 2);
     ++nWritten;
     EXPECT_TRUE(m_output.IsWaitingToStart());
@@ -138,10 +138,11 @@ TEST_F(AudioOutputTest, StartsAtSixQueuedAndPausesAgainAfterRunningDry) {
 // a missing next-block request.
 TEST_F(AudioOutputTest, CompletionsCarryTheirSlotAndAskForMore) {
   m_output.Open();
-  WriteBuffers(12, 5);
-  EXPECT_EQ(m_output.QueuedCount(), 12);
-  ASSERT_TRUE(WaitConsumed(12 * CAudioOutput::kBufferSamples));
-  // The last completed slot is 11, the next to write 12.
+  WriteBuffers(5, 5);  // held until the sixth: nothing can complete yet
+  EXPECT_EQ(m_output.QueuedCount(), 5);
+  WriteBuffers(1, 5);
+  ASSERT_TRUE(WaitConsumed(6 * CAudioOutput::kBufferSamples));
+  // The last completed slot is 5, the next to write 6.
   EXPECT_TRUE(WaitFor([&] { return m_output.QueuedCount() == 1; }));
   EXPECT_GT(m_owner.m_nRequests.load(), 0);
 }

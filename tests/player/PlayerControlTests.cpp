@@ -21,9 +21,12 @@ TEST(PlayerControl, DisplayFFTHoldsOneLineAndRoundsTheOverlapDown) {
   EXPECT_EQ(DisplayFFTForRate(40, 20).m_nSize, 2u);
 }
 
+// Catches names matched in any case (only "cw" is), and a wrong fallback.
 TEST(PlayerControl, ModeTextGivesTheModeNumber) {
   EXPECT_EQ(PlayerModeNumber("AM"), 6);
   EXPECT_EQ(PlayerModeNumber("FM-Broadcast"), 9);
+  EXPECT_EQ(PlayerModeNumber("BFM"), 9);
+  EXPECT_EQ(PlayerModeNumber("am"), 1);
   EXPECT_EQ(PlayerModeNumber("cw"), 5);
   EXPECT_EQ(PlayerModeNumber("CW"), 5);
   EXPECT_EQ(PlayerModeNumber("nonsense"), 1);

@@ -7,11 +7,16 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <fstream>
+#include <map>
 #include <thread>
+
+#include <unistd.h>
 
 #include "PlayerTestSupport.h"
 #include "core/MessageQueue.h"
 #include "core/RegisteredMessages.h"
+#include "dsp/DSPDemodModes.h"
 #include "dsp/DSPGlobalFlags.h"
 #include "player/DemodBackgroundThread.h"
 #include "player/NullAudioBackend.h"
@@ -24,10 +29,12 @@ namespace {
 using namespace std::chrono_literals;
 
 // Drives a player thread as the view does, with headless message queues for the view and
-// the main frame.
+// the main frame. With bBelowNormal false the thread keeps normal priority (a lowered
+// priority cannot be raised again without privileges).
 class CPlayerHarness {
  public:
-  CPlayerHarness() : m_pNull(std::make_shared<CNullAudioBackend>()), m_thread(m_pNull) {
+  explicit CPlayerHarness(bool bBelowNormal = true)
+      : m_pNull(std::make_shared<CNullAudioBackend>()), m_thread(m_pNull) {
     RegisterAllMessages();
     // The quick FFT planner: the same transforms, without seconds of measuring on a busy
     // machine before the first block.
@@ -37,7 +44,13 @@ class CPlayerHarness {
     m_options.m_strMode = "AM";
     m_options.m_nFilterLow = 200;
     m_options.m_nFilterHigh = 3000;
-    EXPECT_TRUE(StartPlayerThread(m_thread, &m_main, false));
+    if (bBelowNormal) {
+      EXPECT_TRUE(StartPlayerThread(m_thread, &m_main, false));
+    } else {
+      m_thread.SetTargetWindow(&m_main);
+      EXPECT_TRUE(m_thread.StartThread());
+      Idle();
+    }
   }
   ~CPlayerHarness() { m_thread.StopThread(); }
 
@@ -62,6 +75,8 @@ class CPlayerHarness {
       if (auto p = m.TakePayload<CValuePayload<std::string>>()) m_astrLog.push_back(p->value);
     });
   }
+  // Waits, within a limit, until the thread has handled everything queued so far.
+  void Idle() { m_thread.WaitUntilIdle(10000); }
   bool Logged(const std::string& strLine) const {
     return std::find(m_astrLog.begin(), m_astrLog.end(), strLine) != m_astrLog.end();
   }
@@ -75,6 +90,7 @@ class CPlayerHarness {
 
   std::vector<std::string> m_astrLog;
   std::vector<std::vector<float>> m_aSpectra;
+  std::vector<float> m_afTapRates;  // element 3 of each spectrum-tap line
   std::vector<std::pair<int, std::uint32_t>> m_aPositions;  // (file index, offset)
   int m_nErases = 0;
   int m_nPositionsBeforeFirstErase = -1;
@@ -88,6 +104,9 @@ class CPlayerHarness {
       if (p) m_aSpectra.push_back(std::move(p->value));
     } else if (msg.nMsg == RegMsgSDR::nMsgDemodFilePosn) {
       m_aPositions.emplace_back(static_cast<int>(msg.wParam), static_cast<std::uint32_t>(msg.lParam));
+    } else if (msg.nMsg == RegMsgSDR::nMsgDemodFFTDemod) {
+      if (auto p = msg.TakePayload<CValuePayload<std::vector<float>>>(); p && p->value.size() > 3)
+        m_afTapRates.push_back(p->value[3]);
     } else if (msg.nMsg == RegMsgSDR::nMsgPlayerErase) {
       if (m_nErases++ == 0) m_nPositionsBeforeFirstErase = static_cast<int>(m_aPositions.size());
     }
@@ -104,28 +123,68 @@ std::int32_t SpectrumSeconds(const std::vector<float>& afSpectrum) {
 // not paced by the buffer completions reads ahead without bound, and one that falls behind
 // underruns, which makes the played audio take a longer stretch of that clock than its own
 // length. N seconds of recording must give N seconds of audio and take N seconds of clock,
-// each within 2 %. A machine busy with other work can starve the player into an underrun
-// now and then, so a play gets three tries to show it keeps time; a broken pacing fails all.
+// each within 2 %. An underrun in the last moments leaves fewer than the 6 buffers that
+// restart the device, and those never play: such a try counts as failed, not as a hang.
+//
+// A machine busy with other work (or a sanitizer build, several times slower) can starve
+// the player into underruns. The scheduler says how long the worker threads waited for a
+// processor while runnable; a try that failed after they waited at least the 100 ms that
+// the read-ahead covers proves nothing, and gets another go. A failure without such a wait
+// is a pacing fault. When every try was starved the timing is not judged (the test is
+// skipped after its load-independent checks).
 struct CRealTimeFigures {
-  double dAudio = 0.0;  // seconds of audio played
-  double dClock = 0.0;  // seconds of device clock it took
-  double dWall = 0.0;   // seconds from the start of play to the last buffer
+  bool bPlayedOut = false;  // play ended and the device played everything queued
+  double dAudio = 0.0;      // seconds of audio played
+  double dClock = 0.0;      // seconds of device clock it took
+  double dWall = 0.0;       // seconds from the start of play to the last buffer
+  double dStarved = 0.0;    // seconds the worker threads waited for a processor
   int nPeakInQueue = 0;
+
+  bool KeptTime(double dSeconds) const {
+    return bPlayedOut && std::abs(dAudio - dSeconds) <= dSeconds * 0.02 && std::abs(dClock - dAudio) <= dAudio * 0.02;
+  }
+  bool Starved() const { return dStarved >= 0.1; }
 };
+
+// Nanoseconds each thread of the process but this one has spent runnable and waiting for a
+// processor (the second figure of its schedstat).
+std::map<std::string, double> WorkerRunDelays() {
+  std::map<std::string, double> delays;
+  const std::string strSelf = std::to_string(gettid());
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/task", error)) {
+    const std::string strTid = entry.path().filename().string();
+    if (strTid == strSelf) continue;
+    std::ifstream stat(entry.path() / "schedstat");
+    double dRunNs = 0.0, dWaitNs = 0.0;
+    if (stat >> dRunNs >> dWaitNs) delays[strTid] = dWaitNs;
+  }
+  return delays;
+}
+
+double SecondsStarvedSince(const std::map<std::string, double>& before) {
+  double dNs = 0.0;
+  for (const auto& [strTid, dWaitNs] : WorkerRunDelays()) {
+    const auto it = before.find(strTid);
+    dNs += dWaitNs - (it == before.end() ? 0.0 : it->second);
+  }
+  return dNs * 1e-9;
+}
 
 CRealTimeFigures PlayInRealTime(const CRecordingDescription& desc) {
   CRealTimeFigures figures;
-  CPlayerHarness h;
+  CPlayerHarness h(false);
+  const auto delaysBefore = WorkerRunDelays();
   const auto tStart = std::chrono::steady_clock::now();
-  EXPECT_TRUE(h.Play(desc));
-  EXPECT_TRUE(h.PumpUntil([&] { return h.m_bEnded; }));
   // The last buffers play out after the reading has ended.
-  EXPECT_TRUE(h.PumpUntil([&] { return h.m_thread.QueuedAudioBuffers() <= 1; }));
+  figures.bPlayedOut = h.Play(desc) && h.PumpUntil([&] { return h.m_bEnded; }) &&
+                       h.PumpUntil([&] { return h.m_thread.QueuedAudioBuffers() <= 1; }, 5s);
   figures.dWall = std::chrono::duration<double>(std::chrono::steady_clock::now() - tStart).count();
   figures.dAudio = static_cast<double>(h.m_pNull->SamplesConsumed()) / 48000.0;
   figures.dClock =
       static_cast<double>(h.m_pNull->ClockAtLastConsumed() - h.m_pNull->ClockAtFirstConsumed()) / 48000.0;
   figures.nPeakInQueue = h.m_thread.PeakAudioInQueue();
+  figures.dStarved = SecondsStarvedSince(delaysBefore);
   return figures;
 }
 
@@ -136,17 +195,21 @@ TEST(PlayerThread, PlaysInRealTimePacedByTheDevice) {
   CRealTimeFigures figures;
   for (int nTry = 0; nTry < 3; ++nTry) {
     figures = PlayInRealTime(desc);
-    if (std::abs(figures.dClock - figures.dAudio) <= figures.dAudio * 0.02) break;
+    if (figures.KeptTime(kSeconds) || !figures.Starved()) break;
   }
-  EXPECT_NEAR(figures.dAudio, kSeconds, kSeconds * 0.02);
-  EXPECT_NEAR(figures.dClock, figures.dAudio, figures.dAudio * 0.02)
-      << "audio " << figures.dAudio << " s took " << figures.dClock << " s of the clock";
   EXPECT_GE(figures.dWall, kSeconds * 0.98) << "played faster than real time";
   // Read-ahead stays at about 10 buffers: 10, plus what one block adds, plus the one
   // about to be written.
   const int nBlockBuffers = 4096 / static_cast<int>(CAudioOutput::kBufferSamples) + 1;
   EXPECT_LE(figures.nPeakInQueue, CAudioOutput::kPacingQueued + nBlockBuffers + 1);
   EXPECT_GT(figures.nPeakInQueue, 5);
+  if (!figures.KeptTime(kSeconds) && figures.Starved())
+    GTEST_SKIP() << "the machine is too busy to judge real time: the player's threads waited "
+                 << figures.dStarved << " s for a processor";
+  EXPECT_TRUE(figures.bPlayedOut);
+  EXPECT_NEAR(figures.dAudio, kSeconds, kSeconds * 0.02);
+  EXPECT_NEAR(figures.dClock, figures.dAudio, figures.dAudio * 0.02)
+      << "audio " << figures.dAudio << " s took " << figures.dClock << " s of the clock";
 }
 
 // Catches audio that reaches the recorder and the device differently (volume applied
@@ -159,9 +222,11 @@ TEST(PlayerThread, TheRecordedWavHoldsExactlyTheAudioOfTheDevice) {
   h.m_thread.SendStartRecording(&h.m_view, AUDIO_RECORD_WAV, folder.Path().string(), "played");
   ASSERT_TRUE(h.Play(desc));
   ASSERT_TRUE(h.PumpUntil([&] { return h.m_bEnded; }));
-  ASSERT_TRUE(h.PumpUntil([&] { return h.m_thread.QueuedAudioBuffers() <= 1; }));
+  // An underrun at the very end (a busy machine) leaves up to 5 buffers held for good.
+  h.PumpUntil([&] { return h.m_thread.QueuedAudioBuffers() <= 1; }, 5s);
+  const std::size_t nHeld = static_cast<std::size_t>(std::max(0, h.m_thread.QueuedAudioBuffers() - 1));
   h.m_thread.SendStopRecording();
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
 
   CWaveStreamFile wav;
   ASSERT_TRUE(wav.Open(folder / "played.wav", 0, nullptr, {}));
@@ -171,9 +236,10 @@ TEST(PlayerThread, TheRecordedWavHoldsExactlyTheAudioOfTheDevice) {
   wav.Read(anRecorded.data(), anRecorded.size() * 2);
   const std::vector<std::int16_t> anPlayed = h.m_pNull->Captured();
   ASSERT_GT(anPlayed.size(), 40000u);
-  // The device takes whole buffers only; the recorder also has the last partial one.
-  ASSERT_GE(anRecorded.size(), anPlayed.size());
-  EXPECT_LT(anRecorded.size() - anPlayed.size(), CAudioOutput::kBufferSamples);
+  // The device takes whole buffers only; the recorder also has the last partial one (and
+  // any buffers the device still holds).
+  ASSERT_GE(anRecorded.size(), anPlayed.size() + nHeld * CAudioOutput::kBufferSamples);
+  EXPECT_LT(anRecorded.size() - anPlayed.size(), (nHeld + 1) * CAudioOutput::kBufferSamples);
   EXPECT_TRUE(std::equal(anPlayed.begin(), anPlayed.end(), anRecorded.begin()));
   EXPECT_TRUE(std::filesystem::exists(folder / "played.xml"));
 }
@@ -194,7 +260,7 @@ TEST(PlayerThread, RepeatRestartsAtTheRepeatStartAndErases) {
   ASSERT_TRUE(h.Play(desc, 0.25));
   ASSERT_TRUE(h.PumpUntil([&] { return h.m_nErases >= 2; }));
   h.m_thread.SendStop();
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
   h.Pump(10ms);
 
   EXPECT_FALSE(h.m_bEnded);
@@ -225,7 +291,7 @@ TEST(PlayerThread, EndOfTheLastFilePostsTheEndOfPlay) {
   CPlayerHarness h;
   ASSERT_TRUE(h.Play(desc, 0.3));  // in the last file
   ASSERT_TRUE(h.PumpUntil([&] { return h.m_bEnded; }));
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
   h.Pump(10ms);
   EXPECT_TRUE(h.Logged(desc.m_astrFileNames[1] + "> EOF"));
   EXPECT_FALSE(h.m_thread.IsFileOpen());
@@ -254,7 +320,7 @@ TEST(PlayerThread, PauseStopsReadingAndResumeReadsAtOnce) {
   ASSERT_TRUE(h.Play(desc));
   ASSERT_TRUE(h.PumpUntil([&] { return h.m_thread.BlocksProcessed() >= 5; }));
   h.m_thread.SendPause(true);
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
   // Completions of the buffers still queued may each queue one request; none is read.
   const std::uint64_t nPaused = h.m_thread.BlocksProcessed();
   std::this_thread::sleep_for(300ms);
@@ -275,14 +341,14 @@ TEST(PlayerThread, StopClosesTheFile) {
   ASSERT_TRUE(h.Play(desc));
   ASSERT_TRUE(h.PumpUntil([&] { return h.m_thread.BlocksProcessed() >= 3; }));
   h.m_thread.SendStop();
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
   h.Pump(10ms);
   EXPECT_FALSE(h.m_thread.IsFileOpen());
   EXPECT_TRUE(h.Logged(desc.m_astrFileNames[0] + "> Closing"));
   const std::uint64_t nStopped = h.m_thread.BlocksProcessed();
   h.m_thread.SendOpenFile(&h.m_view, desc.m_astrFileNames[0], 0, false);
   h.m_thread.RequestNextBlock();
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
   std::this_thread::sleep_for(100ms);
   EXPECT_EQ(h.m_thread.BlocksProcessed(), nStopped);
 }
@@ -295,7 +361,7 @@ std::vector<float> FirstSpectrum(int nBits, bool bSwapIQ) {
   EXPECT_TRUE(h.Play(desc, 2.0, bSwapIQ));
   EXPECT_TRUE(h.PumpUntil([&] { return !h.m_aSpectra.empty(); }));
   h.m_thread.SendStop();
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
   return h.m_aSpectra.empty() ? std::vector<float>{} : h.m_aSpectra.front();
 }
 
@@ -336,7 +402,7 @@ TEST(PlayerThread, PlayRunsOnAcrossTheFilesOfTheSeries) {
   CPlayerHarness h;
   ASSERT_TRUE(h.Play(desc));
   ASSERT_TRUE(h.PumpUntil([&] { return h.m_bEnded; }));
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
   h.Pump(10ms);
   EXPECT_TRUE(h.Logged(desc.m_astrFileNames[0] + "> EOF"));
   EXPECT_TRUE(h.Logged(desc.m_astrFileNames[1] + "> Open"));
@@ -367,7 +433,7 @@ TEST(PlayerThread, AClickInThePictureMovesPlayOnlyWhilePlaying) {
   EXPECT_DOUBLE_EQ(dFrequency, 7'001'000.0);
   EXPECT_NE(std::find(astrLog.begin(), astrLog.end(), "Demod offset ....: 1000"), astrLog.end());
   EXPECT_NE(std::find(astrLog.begin(), astrLog.end(), "Demod Offset ....: 480000 bytes"), astrLog.end());
-  h.m_thread.WaitUntilIdle(0);
+  h.Idle();
   EXPECT_FALSE(h.m_thread.IsFileOpen());
 
   ASSERT_TRUE(h.Play(desc));
@@ -379,6 +445,31 @@ TEST(PlayerThread, AClickInThePictureMovesPlayOnlyWhilePlaying) {
   click.m_nX = -1;
   EXPECT_FALSE(PlayAtPoint(h.m_thread, desc, click, h.m_options, &h.m_view, log, dFrequency));
   h.m_thread.SendStop();
+}
+
+// Catches a play whose chain stays in the mode of the play before: here the thread has
+// handled the whole set-up, the mode change included, before the view writes the
+// play-start state (the other order of the same race always worked).
+TEST(PlayerThread, TheModeOfAPlayReachesTheChainWhateverTheTiming) {
+  CTempFolder folder;
+  const auto desc = WriteToneSeries(folder.Path(), "Mode", 1, 1.0, 48000, 16, 1000.0, 0.1, true);
+  CPlayerHarness h;
+  h.m_thread.SetSeries(desc.m_astrFileNames, desc.m_anFileSizes);
+  h.m_thread.SendDisplayFFT(4096, 42);
+  h.m_thread.SendInitDisplayFFT();
+  h.m_thread.SendAudioDevice(0, "Null");
+  h.m_thread.SendOpenAudio();
+  h.m_thread.SendRebuildDemod();  // in the thread's first mode, USB (IF rate 8000 Hz)
+  h.m_thread.SendConfigureSpectrumTap(0, true, 20, reinterpret_cast<std::uintptr_t>(&h.m_view));
+  h.m_thread.SendMode(eDemodAM);
+  h.m_thread.SendPassBand(200, 5000);
+  h.Idle();
+  h.m_thread.PrepareForPlay(false);
+  h.m_thread.SendOpenFile(&h.m_view, desc.m_astrFileNames[0], 0, false);
+  h.m_thread.RequestNextBlock();
+  ASSERT_TRUE(h.PumpUntil([&] { return !h.m_afTapRates.empty(); }));
+  h.m_thread.SendStop();
+  EXPECT_EQ(h.m_afTapRates.front(), 22050.0f) << "the tap runs at the IF rate of AM";
 }
 
 // A thread whose packets are only recorded, to check the queue rules.
@@ -406,7 +497,7 @@ TEST(PlayerQueue, AtMostOneNextBlockRequestIsPendingAndCancelledPacketsAreDroppe
   thread.QueuePacket(std::make_unique<CDemodBkgPacket>(DEMOD_CMD_SYNC));
   thread.QueuePacket(std::make_unique<CDemodBkgPacket>(DEMOD_CMD_PASS_BAND, 100, 2000));
   ASSERT_TRUE(thread.StartThread());
-  thread.WaitUntilIdle(0);
+  thread.WaitUntilIdle(10000);
   thread.StopThread();
   const std::vector<std::int32_t> expected = {DEMOD_CMD_NEXT_BLOCK, DEMOD_CMD_PASS_BAND};
   EXPECT_EQ(thread.m_anHandled, expected);

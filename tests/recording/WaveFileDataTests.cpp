@@ -68,6 +68,20 @@ TEST(WaveFileData, AuxiSizesSelectSourceAndFieldOffsets) {
     EXPECT_EQ(h.m_nDataSize, 4000u);
     EXPECT_DOUBLE_EQ(h.m_dDuration, 10.0);
   }
+  // The later SpectraVue layouts: IF at 40, IQ offset at 48, unused at 52; the word at 44 is
+  // read by neither. The older layouts have none of these.
+  for (const std::uint32_t nSize : {44u, 68u, 72u}) {
+    std::string body = Auxi(nSize, kT0, kT0, 1);
+    body.replace(8 + 40, 16, Le32(455'000) + Le32(99) + Le32(12) + Le32(34));
+    WriteBytes(dir / "if.wav", Wave({Fmt(100), body.substr(0, 8 + nSize), Data(4)}));
+    CWaveFileHeader h;
+    ASSERT_TRUE(CWaveFileData::ScanHeader(dir / "if.wav", h)) << nSize;
+    const bool bLater = nSize != 44;
+    EXPECT_EQ(h.m_nIFFreq, bLater ? 455'000u : 0u) << nSize;
+    EXPECT_EQ(h.m_nIQOffset, bLater ? 12u : 0u) << nSize;
+    EXPECT_EQ(h.m_nUnused, bLater ? 34u : 0u) << nSize;
+  }
+
   WriteBytes(dir / "odd.wav", Wave({Fmt(100), Auxi(100, kT0, kT0, 1), Data(4)}));
   CWaveFileHeader h;
   CWaveScanFault fault;
