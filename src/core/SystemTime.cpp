@@ -70,6 +70,19 @@ SYSTEMTIME FromTm(const std::tm& t, std::uint16_t ms) {
 
 }  // namespace
 
+SYSTEMTIME MakeSystemTime(int year, int month, int day, int hour, int minute, int second,
+                          int milliseconds) {
+  SYSTEMTIME st;
+  st.wYear = static_cast<std::uint16_t>(year);
+  st.wMonth = static_cast<std::uint16_t>(month);
+  st.wDay = static_cast<std::uint16_t>(day);
+  st.wHour = static_cast<std::uint16_t>(hour);
+  st.wMinute = static_cast<std::uint16_t>(minute);
+  st.wSecond = static_cast<std::uint16_t>(second);
+  st.wMilliseconds = static_cast<std::uint16_t>(milliseconds);
+  return st;
+}
+
 FILETIME64 SystemTimeToFileTime(const SYSTEMTIME& st) {
   if (st.wYear > kLastYear) return 0;  // beyond what 64 bits of 100 ns can count
   const std::int64_t days = DaysFromCivil(st.wYear, st.wMonth, st.wDay);
@@ -162,13 +175,8 @@ bool ParseUtcSeconds(const std::string& text, std::int64_t& seconds) {
   if (std::sscanf(text.c_str(), "%4u-%2u-%2u %2u:%2u:%2u%c", &y, &mo, &d, &h, &mi, &s, &tail) != 6)
     return false;
   if (mo < 1 || mo > 12 || d < 1 || d > 31 || h > 23 || mi > 59 || s > 59) return false;
-  SYSTEMTIME st;
-  st.wYear = static_cast<std::uint16_t>(y);
-  st.wMonth = static_cast<std::uint16_t>(mo);
-  st.wDay = static_cast<std::uint16_t>(d);
-  st.wHour = static_cast<std::uint16_t>(h);
-  st.wMinute = static_cast<std::uint16_t>(mi);
-  st.wSecond = static_cast<std::uint16_t>(s);
+  const SYSTEMTIME st = MakeSystemTime(static_cast<int>(y), static_cast<int>(mo), static_cast<int>(d),
+                                      static_cast<int>(h), static_cast<int>(mi), static_cast<int>(s));
   // Reject dates that do not exist (31 February ...) by a round trip.
   const SYSTEMTIME back = FileTimeToSystemTime(SystemTimeToFileTime(st));
   if (back.wDay != st.wDay || back.wMonth != st.wMonth) return false;

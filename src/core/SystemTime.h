@@ -19,6 +19,10 @@ struct SYSTEMTIME {
   std::uint16_t wMilliseconds = 0;
 };
 
+// A calendar time from its fields (day of week left 0).
+SYSTEMTIME MakeSystemTime(int year, int month, int day, int hour, int minute, int second,
+                          int milliseconds = 0);
+
 // 100 ns intervals since 1601-01-01 00:00:00 UTC.
 using FILETIME64 = std::int64_t;
 

@@ -9,18 +9,6 @@
 
 namespace {
 
-SYSTEMTIME Make(int y, int mo, int d, int h, int mi, int s, int ms = 0) {
-  SYSTEMTIME st;
-  st.wYear = static_cast<std::uint16_t>(y);
-  st.wMonth = static_cast<std::uint16_t>(mo);
-  st.wDay = static_cast<std::uint16_t>(d);
-  st.wHour = static_cast<std::uint16_t>(h);
-  st.wMinute = static_cast<std::uint16_t>(mi);
-  st.wSecond = static_cast<std::uint16_t>(s);
-  st.wMilliseconds = static_cast<std::uint16_t>(ms);
-  return st;
-}
-
 TEST(SystemTime, SecondsAgreeWithTheCLibraryOverCenturies) {
   // Walks a day and a bit at a time across leap years and century rules.
   for (std::int64_t t = -2'000'000'000; t < 4'000'000'000; t += 90'061) {
@@ -38,26 +26,26 @@ TEST(SystemTime, SecondsAgreeWithTheCLibraryOverCenturies) {
 }
 
 TEST(SystemTime, MillisecondsTruncateTowardZero) {
-  EXPECT_EQ(SystemTimeToSeconds(Make(2025, 7, 24, 2, 6, 42, 999)), 1753322802);
+  EXPECT_EQ(SystemTimeToSeconds(MakeSystemTime(2025, 7, 24, 2, 6, 42, 999)), 1753322802);
   // Before 1970 the quotient is truncated toward zero, not floored.
-  EXPECT_EQ(SystemTimeToSeconds(Make(1969, 12, 31, 23, 59, 59, 500)), 0);
-  EXPECT_EQ(SystemTimeToSeconds(Make(1969, 12, 31, 23, 59, 58, 500)), -1);
+  EXPECT_EQ(SystemTimeToSeconds(MakeSystemTime(1969, 12, 31, 23, 59, 59, 500)), 0);
+  EXPECT_EQ(SystemTimeToSeconds(MakeSystemTime(1969, 12, 31, 23, 59, 58, 500)), -1);
 }
 
 TEST(SystemTime, ACalendarTimeThatDoesNotExistCountsAsZero) {
   EXPECT_EQ(SystemTimeToSeconds(SYSTEMTIME{}), 0);
-  EXPECT_EQ(SystemTimeToSeconds(Make(2025, 13, 1, 0, 0, 0)), 0);
+  EXPECT_EQ(SystemTimeToSeconds(MakeSystemTime(2025, 13, 1, 0, 0, 0)), 0);
   // A header's year field can hold 65535: no overflow, just no time.
-  EXPECT_EQ(SystemTimeToSeconds(Make(65535, 12, 31, 23, 59, 59)), 0);
+  EXPECT_EQ(SystemTimeToSeconds(MakeSystemTime(65535, 12, 31, 23, 59, 59)), 0);
 }
 
 TEST(SystemTime, LocalConversionFollowsTheTimeZone) {
   setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);  // Central European rules, no tz database needed
   tzset();
-  const SYSTEMTIME utc = LocalSystemTimeToUtc(Make(2025, 7, 1, 14, 0, 0, 250));
+  const SYSTEMTIME utc = LocalSystemTimeToUtc(MakeSystemTime(2025, 7, 1, 14, 0, 0, 250));
   EXPECT_EQ(utc.wHour, 12);  // summer time, UTC+2
   EXPECT_EQ(utc.wMilliseconds, 250);
-  const SYSTEMTIME back = UtcSystemTimeToLocal(Make(2025, 1, 1, 12, 0, 0));
+  const SYSTEMTIME back = UtcSystemTimeToLocal(MakeSystemTime(2025, 1, 1, 12, 0, 0));
   EXPECT_EQ(back.wHour, 13);
   unsetenv("TZ");
   tzset();

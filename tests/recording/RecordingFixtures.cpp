@@ -13,14 +13,7 @@ std::string Time(const SYSTEMTIME& st) {
 }
 
 SYSTEMTIME Utc(int year, int month, int day, int hour, int minute, int second) {
-  SYSTEMTIME st;
-  st.wYear = static_cast<std::uint16_t>(year);
-  st.wMonth = static_cast<std::uint16_t>(month);
-  st.wDay = static_cast<std::uint16_t>(day);
-  st.wHour = static_cast<std::uint16_t>(hour);
-  st.wMinute = static_cast<std::uint16_t>(minute);
-  st.wSecond = static_cast<std::uint16_t>(second);
-  return st;
+  return MakeSystemTime(year, month, day, hour, minute, second);
 }
 
 std::string Chunk(const std::string& id, const std::string& body) {
