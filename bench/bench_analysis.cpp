@@ -56,13 +56,7 @@ std::vector<fs::path> RecordingFiles(const fs::path& dir) {
 int Generate(const fs::path& dir, double dGigabytes) {
   fs::create_directories(dir);
   const std::uint64_t nTotal = static_cast<std::uint64_t>(dGigabytes * 1e9) / 4 * 4;
-  CWaveFormat fmt;
-  fmt.wFormatTag = 1;
-  fmt.nChannels = 2;
-  fmt.nSamplesPerSec = kRate;
-  fmt.nAvgBytesPerSec = kRate * 4;
-  fmt.nBlockAlign = 4;
-  fmt.wBitsPerSample = 16;
+  const CWaveFormat fmt = CWaveFormat::Linear(1, 2, kRate, 16);
   // Noise with a few carriers: the content does not change the work, only the picture.
   std::vector<std::int16_t> chunk(1 << 22);
   std::uint32_t s = 12345;

@@ -35,13 +35,7 @@ using namespace std::chrono_literals;
 // a broadcast-FM carrier at +400 kHz (1 kHz tone, 75 kHz deviation) and noise.
 bool WriteFastRecording(const std::filesystem::path& path, double dSeconds) {
   constexpr std::uint32_t kRate = 2'000'000;
-  CWaveFormat fmt;
-  fmt.wFormatTag = 1;
-  fmt.nChannels = 2;
-  fmt.nSamplesPerSec = kRate;
-  fmt.nBlockAlign = 4;
-  fmt.nAvgBytesPerSec = kRate * 4;
-  fmt.wBitsPerSample = 16;
+  const CWaveFormat fmt = CWaveFormat::Linear(1, 2, kRate, 16);
   CWaveFileWriter writer;
   if (writer.Create(path, fmt)) return false;
   std::mt19937 rng(7);

@@ -240,13 +240,7 @@ int RunDemod(const CliArgs& args) {
     return 1;
   }
 
-  CWaveFormat outFormat;
-  outFormat.wFormatTag = kFormatPCM;
-  outFormat.nChannels = 1;
-  outFormat.nSamplesPerSec = CDSPDemodMain::kOutputRate;
-  outFormat.nAvgBytesPerSec = CDSPDemodMain::kOutputRate * 2;
-  outFormat.nBlockAlign = 2;
-  outFormat.wBitsPerSample = 16;
+  const CWaveFormat outFormat = CWaveFormat::Linear(kFormatPCM, 1, CDSPDemodMain::kOutputRate, 16);
   CWaveFileWriter writer;
   if (const std::uint32_t code = writer.Create(output, outFormat)) {
     options.Error(output + ": " + MmioErrorText(code));

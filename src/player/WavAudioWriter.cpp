@@ -78,13 +78,7 @@ class CWavAudioWriter final : public CAudioFileWriter {
   ~CWavAudioWriter() override { Close(); }
 
   bool Create(const std::filesystem::path& path, const CAudioTags& tags, std::string& strError) override {
-    CWaveFormat fmt;
-    fmt.wFormatTag = 1;
-    fmt.nChannels = 1;
-    fmt.nSamplesPerSec = 48000;
-    fmt.nAvgBytesPerSec = 96000;
-    fmt.nBlockAlign = 2;
-    fmt.wBitsPerSample = 16;
+    const CWaveFormat fmt = CWaveFormat::Linear(1, 1, 48000, 16);
     m_path = path;
     m_bFailed = false;
     if (const std::uint32_t nError = m_writer.Create(path, fmt, {{FourCC("LIST"), InfoList(tags)}})) {

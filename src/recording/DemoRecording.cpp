@@ -212,13 +212,7 @@ bool WriteDemoRecording(const std::filesystem::path& folder, std::vector<std::fi
     strError = "cannot create the folder: " + ec.message();
     return false;
   }
-  CWaveFormat fmt;
-  fmt.wFormatTag = 1;
-  fmt.nChannels = 2;
-  fmt.nSamplesPerSec = kDemoSampleRateHz;
-  fmt.nAvgBytesPerSec = kDemoSampleRateHz * kBytesPerComplexSample;
-  fmt.nBlockAlign = kBytesPerComplexSample;
-  fmt.wBitsPerSample = 16;
+  const CWaveFormat fmt = CWaveFormat::Linear(1, 2, kDemoSampleRateHz, 16);
 
   CDemoGenerator generator;
   std::vector<std::int16_t> block(2 * kBlockSamples);

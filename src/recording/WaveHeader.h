@@ -18,6 +18,20 @@ struct CWaveFormat {
   std::uint16_t wBitsPerSample = 0;
   std::uint16_t cbSize = 0;
 
+  // A record for interleaved linear samples: block align and bytes per second follow from
+  // the channels, rate and bits.
+  static CWaveFormat Linear(std::uint16_t wTag, std::uint16_t nChannels, std::uint32_t nRateHz,
+                            std::uint16_t nBits) {
+    CWaveFormat f;
+    f.wFormatTag = wTag;
+    f.nChannels = nChannels;
+    f.nSamplesPerSec = nRateHz;
+    f.nBlockAlign = static_cast<std::uint16_t>(nChannels * (nBits / 8));
+    f.nAvgBytesPerSec = nRateHz * f.nBlockAlign;
+    f.wBitsPerSample = nBits;
+    return f;
+  }
+
   static constexpr std::size_t kStoredBytes = 18;
   // Fills the record from the first min(nBytes, 18) bytes of a stored chunk.
   void FromBytes(const unsigned char* p, std::size_t nBytes);

@@ -88,13 +88,7 @@ inline CRawIQ Noise(std::uint16_t nBits, double dAmplitude, std::size_t nSamples
 
 inline std::filesystem::path WriteWav(const std::filesystem::path& path, const CRawIQ& raw, std::uint32_t nRate,
                                       std::size_t nFirstByte = 0, std::size_t nBytes = std::string::npos) {
-  CWaveFormat fmt;
-  fmt.wFormatTag = raw.nFormatTag;
-  fmt.nChannels = 2;
-  fmt.nSamplesPerSec = nRate;
-  fmt.nBlockAlign = static_cast<std::uint16_t>(raw.BytesPerSample());
-  fmt.nAvgBytesPerSec = nRate * fmt.nBlockAlign;
-  fmt.wBitsPerSample = raw.nBits;
+  const CWaveFormat fmt = CWaveFormat::Linear(raw.nFormatTag, 2, nRate, raw.nBits);
   CWaveFileWriter writer;
   writer.Create(path, fmt);
   const std::string part = raw.bytes.substr(nFirstByte, nBytes);

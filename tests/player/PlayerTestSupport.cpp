@@ -10,13 +10,7 @@ CRecordingDescription WriteToneSeries(const std::filesystem::path& folder, const
                                       double dAmplitude, bool bCarrier) {
   CRecordingDescription desc;
   const unsigned nBytes = static_cast<unsigned>(nBits / 8);
-  CWaveFormat fmt;
-  fmt.wFormatTag = 1;
-  fmt.nChannels = 2;
-  fmt.nSamplesPerSec = nRateHz;
-  fmt.nBlockAlign = static_cast<std::uint16_t>(2 * nBytes);
-  fmt.nAvgBytesPerSec = nRateHz * fmt.nBlockAlign;
-  fmt.wBitsPerSample = static_cast<std::uint16_t>(nBits);
+  const CWaveFormat fmt = CWaveFormat::Linear(1, 2, nRateHz, static_cast<std::uint16_t>(nBits));
   const double dScale = dAmplitude * 32767.0;
   const double dCarrier = bCarrier ? dScale : 0.0;
   const std::int32_t nWiden = nBits == 24 ? 256 : 1;

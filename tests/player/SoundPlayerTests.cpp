@@ -13,13 +13,7 @@ namespace {
 
 // A 0.25 s stereo 16-bit sound at 24 000 Hz: left +8000, right +4000 (mono mix 6000).
 std::filesystem::path WriteChime(const CTempFolder& folder) {
-  CWaveFormat fmt;
-  fmt.wFormatTag = 1;
-  fmt.nChannels = 2;
-  fmt.nSamplesPerSec = 24000;
-  fmt.nBlockAlign = 4;
-  fmt.nAvgBytesPerSec = 96000;
-  fmt.wBitsPerSample = 16;
+  const CWaveFormat fmt = CWaveFormat::Linear(1, 2, 24000, 16);
   std::vector<std::int16_t> an;
   for (int i = 0; i < 6000; ++i) {
     an.push_back(8000);

@@ -106,13 +106,7 @@ TEST(RiffFile, OpenReportsTheMultimediaCodes) {
 // read back with the reader and with a byte-level check.
 TEST(RiffFile, WriterPatchesSizesAndPads) {
   CTempFolder dir;
-  CWaveFormat fmt;
-  fmt.wFormatTag = 1;
-  fmt.nChannels = 2;
-  fmt.nSamplesPerSec = 48000;
-  fmt.nAvgBytesPerSec = 192000;
-  fmt.nBlockAlign = 4;
-  fmt.wBitsPerSample = 16;
+  const CWaveFormat fmt = CWaveFormat::Linear(1, 2, 48000, 16);
   CWaveFileWriter writer;
   ASSERT_EQ(writer.Create(dir / "w.wav", fmt, {{FourCC("auxi"), "odd"}}), 0u);
   ASSERT_TRUE(writer.Write("abcdef", 6));
