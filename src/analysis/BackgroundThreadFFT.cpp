@@ -10,6 +10,7 @@
 #include "analysis/SpectrumKernel.h"
 #include "core/AppState.h"
 #include "core/RegisteredMessages.h"
+#include "recording/IQSampleConverter.h"
 
 namespace {
 
@@ -128,7 +129,7 @@ void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReply
     auto pRow = std::make_unique<CRowRecord>(n, &m_rowStorage);
     if (bCanTransform) {
       ConvertSamples(p, block.m_nFormatTag, block.m_nBitsPerSample);
-      if (m_options.m_bAnalysisSwapIQ) SpectrumKernel::SwapIQ(m_workA.Data(), n);
+      if (m_options.m_bAnalysisSwapIQ) CIQSampleConverter::SwapIQ(m_workA.Data(), n);
       if (bWindow)
         SpectrumKernel::ApplyWindow(m_workA.Data(), m_pWindow, n, m_workB.Data());
       else

@@ -9,6 +9,7 @@
 #include "core/Log.h"
 #include "core/RegisteredMessages.h"
 #include "dsp/DSPDemodMain.h"
+#include "recording/IQSampleConverter.h"
 
 namespace {
 
@@ -467,30 +468,9 @@ void CDemodBackgroundThread::ReadAndPlayBlock() {
 }
 
 void CDemodBackgroundThread::ConvertBlock() {
-  const CWaveFormat& fmt = m_file.Format();
-  const std::uint32_t nValues = m_nFFTSize * 2;
-  auto* pOut = reinterpret_cast<float*>(m_aBlock.data());
-  const unsigned char* pRaw = m_abRaw.data();
-  if (fmt.wFormatTag == 1 && fmt.wBitsPerSample == 16) {
-    for (std::uint32_t i = 0; i < nValues; ++i) {
-      std::int16_t v;
-      std::memcpy(&v, pRaw + 2 * i, 2);
-      pOut[i] = static_cast<float>(v);
-    }
-  } else if (fmt.wFormatTag == 1 && fmt.wBitsPerSample == 24) {
-    // Divided by 256 so that 24-bit recordings share the 16-bit scale of the levels.
-    for (std::uint32_t i = 0; i < nValues; ++i) {
-      const unsigned char* p = pRaw + 3 * i;
-      const std::int32_t v = static_cast<std::int32_t>(static_cast<std::uint32_t>(p[0]) << 8 |
-                                                       static_cast<std::uint32_t>(p[1]) << 16 |
-                                                       static_cast<std::uint32_t>(p[2]) << 24) >> 8;
-      pOut[i] = static_cast<float>(v) / 256.0f;
-    }
-  } else if (fmt.wFormatTag == 3) {
-    std::memcpy(pOut, pRaw, static_cast<std::size_t>(nValues) * sizeof(float));
-  }
-  if (m_bSwapIQ.load())
-    for (std::uint32_t i = 0; i < m_nFFTSize; ++i) m_aBlock[i] = {m_aBlock[i].imag(), m_aBlock[i].real()};
+  // Formats the converter cannot read are not converted.
+  const CIQSampleConverter converter(m_file.Format(), m_bSwapIQ.load());
+  if (converter.IsValid()) converter.Convert(m_abRaw.data(), m_nFFTSize, m_aBlock.data());
 }
 
 void CDemodBackgroundThread::PlayPiece(const std::complex<float>* pSamples, int nCount) {
