@@ -16,6 +16,7 @@
 
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
+#include "core/QuantityText.h"
 #include "core/Log.h"
 #include "core/MessageQueue.h"
 #include "core/RegisteredMessages.h"
@@ -52,22 +53,10 @@ void PrintUsage() {
 // A time given as UTC text or as seconds from the recording's start.
 bool ParseTime(const CCliOptions& options, const std::string& strName, const std::string& strText,
                const CRecordingDescription& desc, double& dSeconds) {
-  if (strText.find('-') != std::string::npos || strText.find(':') != std::string::npos) {
-    std::int64_t tUtc = 0;
-    if (!ParseUtcSeconds(strText, tUtc)) {
-      options.Error("--" + strName + ": \"" + strText + "\" is not \"YYYY-MM-DD HH:MM:SS\" or seconds");
-      return false;
-    }
-    dSeconds = static_cast<double>(tUtc - desc.m_tStart);
-    return true;
-  }
-  char* pEnd = nullptr;
-  dSeconds = std::strtod(strText.c_str(), &pEnd);
-  if (pEnd == strText.c_str() || *pEnd != '\0') {
-    options.Error("--" + strName + ": \"" + strText + "\" is not a time");
-    return false;
-  }
-  return true;
+  std::string strError;
+  if (ParseRecordingTimeText(strText, desc.m_tStart, dSeconds, strError)) return true;
+  options.Error("--" + strName + ": " + strError);
+  return false;
 }
 
 bool ParsePair(const std::string& strText, std::string& strFirst, std::string& strSecond) {
