@@ -22,6 +22,7 @@ bool ParseFrequencyText(const std::string& strText, double& dHz, std::string& st
     }
     if (scale != 1.0) text.pop_back();
   }
+  while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.pop_back();
   char* pEnd = nullptr;
   const double value = text.empty() ? 0.0 : std::strtod(text.c_str(), &pEnd);
   if (text.empty() || pEnd != text.c_str() + text.size() || !std::isfinite(value) || value < 0.0 ||
