@@ -67,6 +67,14 @@ CCutterWindow::CCutterWindow(const CCutRequest& initial, QWidget* pParent)
   m_pOpen = new QPushButton("Open in Vexlor");
   m_pOpen->setEnabled(false);
   m_pCut->setDefault(true);
+  // Names by which scripts and tests find the controls.
+  m_pCut->setObjectName("cut");
+  m_pCancel->setObjectName("cancel");
+  m_pOpen->setObjectName("open");
+  m_pStatus->setObjectName("status");
+  m_pProgress->setObjectName("progress");
+  m_pName->setObjectName("name");
+  m_pFolder->setObjectName("folder");
 
   for (QLineEdit* p : {m_pStart, m_pEnd})
     p->setToolTip("\"YYYY-MM-DD HH:MM:SS\" (UTC) or seconds from the start of the recording");
