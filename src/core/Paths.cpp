@@ -68,3 +68,12 @@ bool WriteFileAtomically(const fs::path& path, const void* data, std::size_t siz
   if (!ok) ::unlink(tmpl.c_str());
   return ok;
 }
+
+bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+  std::error_code ec;
+  if (std::filesystem::equivalent(a, b, ec)) return true;
+  std::error_code ecA, ecB;
+  const std::filesystem::path ca = std::filesystem::weakly_canonical(a, ecA);
+  const std::filesystem::path cb = std::filesystem::weakly_canonical(b, ecB);
+  return !ecA && !ecB && ca == cb;
+}

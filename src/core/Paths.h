@@ -19,3 +19,7 @@ std::filesystem::path PicturesFolder();
 // Writes text to path atomically: a temporary file in the same folder, flushed, then
 // renamed over the target. On failure the previous file is untouched and false returned.
 bool WriteFileAtomically(const std::filesystem::path& path, const void* data, std::size_t size);
+
+// True when a and b name the same file: the same file on disk, or (for files that do not
+// exist yet) the same path once "..", "." and links are resolved.
+bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);

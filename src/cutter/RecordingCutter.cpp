@@ -9,6 +9,7 @@
 #include "analysis/AnalysisOptions.h"
 #include "analysis/ProjectFile.h"
 #include "core/Log.h"
+#include "core/Paths.h"
 #include "cutter/BandCutChain.h"
 #include "recording/IQSeriesReader.h"
 #include "recording/WaveFileData.h"
@@ -16,11 +17,6 @@
 namespace {
 constexpr std::size_t kBlockSamples = 65536;
 
-bool SameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
-  std::error_code ec;
-  if (std::filesystem::equivalent(a, b, ec)) return true;
-  return std::filesystem::weakly_canonical(a, ec) == std::filesystem::weakly_canonical(b, ec);
-}
 }  // namespace
 
 bool CRecordingCutter::Fail(const std::string& strError) {
@@ -64,7 +60,7 @@ std::vector<std::filesystem::path> CRecordingCutter::InputFiles() const {
 bool CRecordingCutter::Prepare(const CCutRequest& request) {
   m_bPrepared = false;
   m_strError.clear();
-  if (m_input.empty() || !SameFile(m_input, request.input))
+  if (m_input.empty() || !IsSameFile(m_input, request.input))
     if (!OpenInput(request.input)) return false;
   m_request = request;
   m_plan = CCutPlan{};
@@ -127,7 +123,7 @@ bool CRecordingCutter::Prepare(const CCutRequest& request) {
     xml.replace_extension(".xml");
     for (const auto& out : {wav, xml})
       for (const auto& in : inputs)
-        if (SameFile(out, in))
+        if (IsSameFile(out, in))
           return Fail(out.string() + " would overwrite " + in.string() + ", a file of the recording");
     m_plan.aOutputFiles.push_back(wav);
   }

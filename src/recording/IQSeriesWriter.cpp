@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "core/Log.h"
+#include "core/Paths.h"
 #include "recording/DescriptionFile.h"
 #include "recording/IQSampleConverter.h"
 #include "recording/RiffFile.h"
@@ -39,11 +40,6 @@ void Store(CIQSeriesWriter::ESampleFormat eFormat, const std::complex<float>* p,
   }
 }
 
-bool SamePath(const std::filesystem::path& a, const std::filesystem::path& b) {
-  std::error_code ec;
-  if (std::filesystem::equivalent(a, b, ec)) return true;
-  return std::filesystem::weakly_canonical(a, ec) == std::filesystem::weakly_canonical(b, ec);
-}
 }  // namespace
 
 CIQSeriesWriter::~CIQSeriesWriter() { Close(); }
@@ -170,7 +166,7 @@ bool CIQSeriesWriter::Close() {
     const std::filesystem::path stale = FilePath(m_settings.firstFile, n);
     if (!std::filesystem::exists(stale, ec)) break;
     const bool bProtected = std::any_of(m_settings.aProtected.begin(), m_settings.aProtected.end(),
-                                        [&](const std::filesystem::path& p) { return SamePath(p, stale); });
+                                        [&](const std::filesystem::path& p) { return IsSameFile(p, stale); });
     if (bProtected) break;
     std::filesystem::remove(stale, ec);
     std::filesystem::path xml = stale;

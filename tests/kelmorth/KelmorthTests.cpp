@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
@@ -26,30 +24,11 @@
 
 namespace {
 
-struct CRunResult {
-  int nExitCode = -1;
-  std::string strOutput;  // stdout and stderr together
-};
-
-std::string Quote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
+std::string Quote(const std::string& s) { return ShellQuote(s); }
 
 // Runs a program without a display: the command line must not need one.
 CRunResult Run(const char* pszProgram, const std::string& args) {
-  CRunResult r;
-  const std::string command =
-      "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM " + Quote(pszProgram) + " " + args + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return r;
-  char buf[4096];
-  std::size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, pipe)) > 0) r.strOutput.append(buf, n);
-  const int status = pclose(pipe);
-  r.nExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return r;
+  return RunProgram(pszProgram, args, "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM ");
 }
 
 CRunResult Kelmorth(const std::string& args) { return Run(KELMORTH_PATH, args); }

@@ -1,5 +1,8 @@
 #include "support/TestEnvironment.h"
 
+#include <sys/wait.h>
+
+#include <cstdio>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -40,4 +43,23 @@ std::string ReadBytes(const std::filesystem::path& path) {
   std::ostringstream s;
   s << f.rdbuf();
   return s.str();
+}
+
+std::string ShellQuote(const std::string& s) {
+  std::string q = "'";
+  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return q + "'";
+}
+
+CRunResult RunProgram(const std::string& program, const std::string& args, const std::string& strPrefix) {
+  CRunResult r;
+  const std::string command = strPrefix + ShellQuote(program) + " " + args + " 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return r;
+  char buf[4096];
+  std::size_t n;
+  while ((n = std::fread(buf, 1, sizeof buf, pipe)) > 0) r.strOutput.append(buf, n);
+  const int status = pclose(pipe);
+  r.nExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return r;
 }

@@ -26,3 +26,17 @@ std::filesystem::path TestDataDir();
 // Writes bytes to a file, creating or replacing it.
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadBytes(const std::filesystem::path& path);
+
+// A program run through the shell: its exit code (-1 when it did not exit normally) and
+// its standard output and error together.
+struct CRunResult {
+  int nExitCode = -1;
+  std::string strOutput;
+};
+
+// s in single quotes for the shell.
+std::string ShellQuote(const std::string& s);
+
+// Runs "program args" through the shell (args already quoted as needed); strPrefix goes in
+// front of the program (an "env ..." for instance).
+CRunResult RunProgram(const std::string& program, const std::string& args, const std::string& strPrefix = {});
