@@ -16,6 +16,7 @@
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
 #include "core/Log.h"
+#include "core/QuantityText.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
 #include "recording/RiffFile.h"
@@ -193,14 +194,9 @@ int RunDemod(const CliArgs& args) {
   const double duration = static_cast<double>(totalSamples) / rate;
   double startSeconds = 0.0;
   if (auto s = options.Value("start")) {
-    std::int64_t utc = 0;
-    if (s->find('-') != std::string::npos || s->find(':') != std::string::npos) {
-      if (!ParseUtcSeconds(*s, utc)) {
-        options.Error("--start: \"" + *s + "\" is not \"YYYY-MM-DD HH:MM:SS\" or seconds");
-        return 1;
-      }
-      startSeconds = static_cast<double>(utc - desc.m_tStart);
-    } else if (!options.GetDouble("start", startSeconds)) {
+    std::string strError;
+    if (!ParseRecordingTimeText(*s, desc.m_tStart, startSeconds, strError)) {
+      options.Error("--start: " + strError);
       return 1;
     }
     if (startSeconds < 0.0 || startSeconds >= duration) {
