@@ -47,6 +47,10 @@ double CRecordingCutter::InputSeconds() const {
   return static_cast<double>(m_desc.TotalBytes() / bytesPerComplex) / m_desc.m_nFmtSampleRate;
 }
 
+std::uint32_t CRecordingCutter::DefaultRate(double bandwidthHz) const {
+  return CBandCutChain::DefaultRate(InputRate(), bandwidthHz);
+}
+
 std::vector<std::filesystem::path> CRecordingCutter::InputFiles() const {
   std::vector<std::filesystem::path> files;
   for (std::uint32_t i = 0; i < m_desc.m_nFiles && i < m_desc.m_astrFileNames.size(); ++i) {
@@ -77,7 +81,7 @@ bool CRecordingCutter::Prepare(const CCutRequest& request) {
   if (request.dCentreHz > 4294967295.0) return Fail(StrFormat("the centre %.0f Hz is above 4294967295 Hz", request.dCentreHz));
 
   std::uint32_t outRate = request.nOutputRate;
-  if (outRate == 0) outRate = CBandCutChain::DefaultRate(rate, request.dBandwidthHz);
+  if (outRate == 0) outRate = DefaultRate(request.dBandwidthHz);
   if (outRate > rate)
     return Fail(StrFormat("the output rate %u Hz is above the recording's rate %u Hz", outRate, rate));
   if (outRate < request.dBandwidthHz)
@@ -243,5 +247,7 @@ bool CutRequestFromProject(const std::filesystem::path& project, CCutRequest& re
   request.dStartSeconds = static_cast<double>(options.m_tAnalysisStartUTC - options.m_tRecordingStartUTC);
   request.dEndSeconds = static_cast<double>(options.m_tAnalysisEndUTC - options.m_tRecordingStartUTC);
   if (request.dStartSeconds < 0.0) request.dStartSeconds = 0.0;
+  // A project of the whole recording may state no range of its own.
+  if (request.dEndSeconds <= request.dStartSeconds) request.dEndSeconds = -1.0;
   return true;
 }

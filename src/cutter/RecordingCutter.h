@@ -64,6 +64,8 @@ class CRecordingCutter {
   // The rate the samples were written at, Hz, and the recording's length in seconds.
   std::uint32_t InputRate() const { return m_desc.m_nFmtSampleRate; }
   double InputSeconds() const;
+  // The output rate a cut of bandwidthHz gets when none is asked for (0 without an input).
+  std::uint32_t DefaultRate(double bandwidthHz) const;
 
   // Opens the input when it differs from the one open, checks the request (band and range
   // inside the recording, a reachable rate, an output that overwrites no file of the

@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kUsage =
     "usage: kelmorth INPUT --centre HZ --bandwidth HZ [--start T] [--end T] [--rate HZ]\n"
     "                [--bits 16|24|32f] -o \"OUT 000.wav\"\n"
-    "       kelmorth [--window] [INPUT] [--from-project P.xml] [--centre HZ] ...   (the window)\n"
+    "       kelmorth [INPUT] | --window [INPUT] [--from-project P.xml] [--centre HZ] ...   (the window)\n"
     "  INPUT        any file of a recording Vexlor reads; the whole series is used\n"
     "  --centre     centre of the band to keep (7100000, 7100k, 7.1M)\n"
     "  --bandwidth  width of the band to keep\n"
@@ -94,7 +94,8 @@ std::string Duration(double dSeconds) {
 }  // namespace
 
 bool WantsWindow(const KelmorthArgs& args) {
-  if (args.empty()) return true;
+  // Started with nothing but a recording (as the analysis status dialog does), too.
+  if (args.empty() || (args.size() == 1 && args.front().rfind("-", 0) != 0)) return true;
   for (const std::string& a : args)
     if (a == "--window" || a == "--from-project" || a.rfind("--from-project=", 0) == 0) return true;
   return false;

@@ -10,7 +10,8 @@
 
 using KelmorthArgs = std::vector<std::string>;
 
-// True when the arguments ask for the window: none at all, or --window / --from-project.
+// True when the arguments ask for the window: none at all, a recording alone, or --window /
+// --from-project.
 bool WantsWindow(const KelmorthArgs& args);
 
 // The request the window starts from: the options given (INPUT, --centre ... and

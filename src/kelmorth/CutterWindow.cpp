@@ -21,7 +21,6 @@
 #include "core/Log.h"
 #include "core/QuantityText.h"
 #include "core/SystemTime.h"
-#include "cutter/BandCutChain.h"
 
 namespace {
 QString Text(const std::string& s) { return QString::fromStdString(s); }
@@ -80,7 +79,9 @@ CCutterWindow::CCutterWindow(const CCutRequest& initial, QWidget* pParent)
     p->setToolTip("\"YYYY-MM-DD HH:MM:SS\" (UTC) or seconds from the start of the recording");
   for (QLineEdit* p : {m_pCentre, m_pBandwidth, m_pRate}) p->setToolTip("Hz, or with k or M: 7100k, 7.1M");
 
-  auto* pForm = new QFormLayout;
+  m_pFields = new QWidget;
+  auto* pForm = new QFormLayout(m_pFields);
+  pForm->setContentsMargins(0, 0, 0, 0);
   pForm->addRow("Recording:", Row(m_pRecording, pBrowse));
   pForm->addRow("", m_pRecordingInfo);
   pForm->addRow("Start:", m_pStart);
@@ -97,7 +98,7 @@ CCutterWindow::CCutterWindow(const CCutRequest& initial, QWidget* pParent)
   pButtons->addWidget(m_pCancel);
   pButtons->addWidget(m_pOpen);
   auto* pLayout = new QVBoxLayout(this);
-  pLayout->addLayout(pForm);
+  pLayout->addWidget(m_pFields);
   pLayout->addWidget(m_pProgress);
   pLayout->addWidget(m_pStatus);
   pLayout->addLayout(pButtons);
@@ -178,7 +179,7 @@ void CCutterWindow::BandChanged() {
   std::string strError;
   if (m_pCutter->InputRate() == 0 || !ParseFrequencyText(m_pBandwidth->text().trimmed().toStdString(), dBandwidth, strError))
     return;
-  const std::uint32_t rate = CBandCutChain::DefaultRate(m_pCutter->InputRate(), dBandwidth);
+  const std::uint32_t rate = m_pCutter->DefaultRate(dBandwidth);
   m_pRate->setPlaceholderText(rate ? QString("automatic: %1 Hz").arg(rate) : QString("automatic"));
 }
 
@@ -275,6 +276,8 @@ void CCutterWindow::CancelOrClose() {
 void CCutterWindow::SetRunning(bool bRunning) {
   m_bRunning = bRunning;
   m_pCut->setEnabled(!bRunning);
+  // The worker owns the cutter while it runs: nothing may change the request meanwhile.
+  m_pFields->setEnabled(!bRunning);
   m_pCancel->setText(bRunning ? "Cancel" : "Close");
   if (bRunning) {
     m_pOpen->setEnabled(false);

@@ -45,6 +45,7 @@ class CCutterWindow : public QWidget {
   void SetRunning(bool bRunning);
   void StopWorker();
 
+  QWidget* m_pFields = nullptr;
   QLineEdit* m_pRecording = nullptr;
   QLabel* m_pRecordingInfo = nullptr;
   QLineEdit* m_pStart = nullptr;

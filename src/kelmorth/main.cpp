@@ -1,6 +1,7 @@
 // kelmorth: cuts a time range and a band out of a recording into a new, small recording.
-// With options it runs on the command line and needs no display; without any (as the
-// analysis status dialog starts it), or with --window or --from-project, it opens its window.
+// With options it runs on the command line and needs no display; without any, with a
+// recording alone (as the analysis status dialog starts it), or with --window or
+// --from-project, it opens its window.
 
 #include <QApplication>
 

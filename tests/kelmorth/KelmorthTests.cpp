@@ -142,3 +142,14 @@ TEST_F(KelmorthTest, TheWindowCutsWithItsButtons) {
   EXPECT_NE(pStatus->text().toStdString().find("5.000 s"), std::string::npos) << pStatus->text().toStdString();
   EXPECT_EQ(pOpen->isEnabled(), !CCutterWindow::VexlorExecutable().isEmpty());
 }
+
+// Catches the status dialog's way of starting kelmorth (a recording alone) landing on the
+// command line, or a full command line opening a window on a machine without a display.
+TEST(Kelmorth, TheWindowOpensOnlyWhenAsked) {
+  EXPECT_TRUE(WantsWindow({}));
+  EXPECT_TRUE(WantsWindow({"rec 000.wav"}));
+  EXPECT_TRUE(WantsWindow({"--from-project", "p.xml"}));
+  EXPECT_TRUE(WantsWindow({"rec 000.wav", "--window", "--centre", "7M"}));
+  EXPECT_FALSE(WantsWindow({"rec 000.wav", "--centre", "7M", "--bandwidth", "12k", "-o", "out 000.wav"}));
+  EXPECT_FALSE(WantsWindow({"--help"}));
+}
