@@ -9,6 +9,8 @@
 #include "analysis/AnalysisWindow.h"
 #include "analysis/SpectrumKernel.h"
 #include "core/AppState.h"
+#include "core/EngineFaults.h"
+#include "core/Log.h"
 #include "core/RegisteredMessages.h"
 
 namespace {
@@ -80,8 +82,16 @@ void CBackgroundThreadFFT::BuildState() {
   m_nHintInUse = m_options.m_nFFTHint;
   m_workA = CFFTWFloats(2 * std::size_t{m_nFFTSize});
   m_workB = CFFTWFloats(2 * std::size_t{m_nFFTSize});
-  if (!m_workA || !m_workB || !m_plan.Create(m_nFFTSize, m_workB.Data(), m_workA.Data(), m_nHintInUse))
-    Log("FFT %d> Cannot make an FFT plan of %u points", m_nIndex + 1, m_nFFTSize);
+  // Without buffers or a plan every row comes out at the noise floor: the user must know.
+  const auto fault = [this](EEngineFault eKind, const std::string& strText) {
+    Log("%s", strText.c_str());
+    ReportEngineFault(eKind, strText);
+  };
+  if (!m_workA || !m_workB)
+    fault(EEngineFault::Buffer,
+          StrFormat("FFT %d> Cannot allocate the work buffers of a %u-point FFT", m_nIndex + 1, m_nFFTSize));
+  else if (!m_plan.Create(m_nFFTSize, m_workB.Data(), m_workA.Data(), m_nHintInUse))
+    fault(EEngineFault::FFTPlan, StrFormat("FFT %d> Cannot make an FFT plan of %u points", m_nIndex + 1, m_nFFTSize));
   // Measuring overwrote the vectors; a fresh state starts from zeros.
   if (m_workA) std::memset(m_workA.Data(), 0, m_workA.Size() * sizeof(float));
   if (m_workB) std::memset(m_workB.Data(), 0, m_workB.Size() * sizeof(float));
