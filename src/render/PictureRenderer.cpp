@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <memory>
 #include <vector>
 
 #include <QByteArray>
@@ -43,18 +42,20 @@ void LogQtMessage(QtMsgType, const QMessageLogContext&, const QString& text) {
   LogF("Qt> %s", text.toStdString().c_str());
 }
 
-// Text needs Qt's font database, which only a QGuiApplication provides. The tool runs
-// without one (and often without a display), so one is made for the drawing alone, on the
-// offscreen platform; the arguments must outlive it.
-std::unique_ptr<QGuiApplication> MakeTextApplication() {
-  if (QCoreApplication::instance()) return nullptr;
+// Text needs Qt's font database, which only a QGuiApplication provides. The command-line
+// tool runs without one (and often without a display), so one is made on the offscreen
+// platform at the first drawing and kept for the rest of the process: Qt cannot make a
+// second one after the first is gone. The arguments must outlive it.
+void EnsureTextApplication() {
+  static QGuiApplication* s_pApplication = nullptr;
+  if (s_pApplication || QCoreApplication::instance()) return;
   qInstallMessageHandler(LogQtMessage);
   static char szName[] = "vexlor-cli";
   static char szPlatformOption[] = "-platform";
   static char szPlatform[] = "offscreen";
   static char* argv[] = {szName, szPlatformOption, szPlatform, nullptr};
   static int argc = 3;
-  return std::make_unique<QGuiApplication>(argc, argv);
+  s_pApplication = new QGuiApplication(argc, argv);
 }
 
 // Each label's row gets a tick at the left edge and the time just above it, outlined in
@@ -100,7 +101,7 @@ bool CPictureRenderer::FormatSupported(const std::filesystem::path& path, std::s
 
 QImage CPictureRenderer::Render(const CAnalysisImage& image) {
   const std::vector<CAnalysisImage::STimeLabel> labels = image.TimeLabels();
-  const std::unique_ptr<QGuiApplication> pApplication = labels.empty() ? nullptr : MakeTextApplication();
+  if (!labels.empty()) EnsureTextApplication();
   // Read-only over the picture's own buffer; the copy is the one drawn on.
   QImage picture = QImage(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(),
                           image.Stride(), QImage::Format_ARGB32)
