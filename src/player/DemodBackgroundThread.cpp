@@ -264,10 +264,9 @@ void CDemodBackgroundThread::InitDisplayFFT() {
   m_aBlock = CAlignedVector<std::complex<float>>(nSize);
   m_aFFTIn = CAlignedVector<std::complex<float>>(nSize);
   m_aFFTOut = CAlignedVector<std::complex<float>>(nSize);
-  // Planned without measuring: a measured plan of a large display FFT would hold up the
-  // start of play for a second or more, and this transform is a small part of the work.
-  m_plan = CFFTWPlanF::Complex(static_cast<int>(nSize), m_aFFTIn.data(), m_aFFTOut.data(), FFTW_FORWARD,
-                               FFTW_ESTIMATE);
+  // Planned from wisdom or estimated, never measured here: the player session plans the
+  // sizes ahead when it starts.
+  m_plan = CFFTWPlanF::Complex(static_cast<int>(nSize), m_aFFTIn.data(), m_aFFTOut.data(), FFTW_FORWARD);
   m_afWindow = BuildAnalysisWindow(m_eWindow.load(), nSize);
   m_afMagnitudeDb.resize(nSize / 2);
   m_dReferenceDb = 20.0 * std::log10(static_cast<double>(nSize) * 32767.0 * 0.5);

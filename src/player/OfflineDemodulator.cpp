@@ -12,6 +12,7 @@
 #include "core/Log.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
+#include "dsp/FFTWPlan.h"
 #include "recording/IQSeriesReader.h"
 #include "recording/RiffFile.h"
 #include "recording/WaveFileWriter.h"
@@ -91,6 +92,8 @@ bool COfflineDemodulator::Run(const CRecordingDescription& desc, const COfflineD
                               const AudioSink& sink, COfflineDemodResult& result, std::string& strError) {
   result = COfflineDemodResult{};
   if (!Check(desc, settings, strError)) return false;
+  // Offline work can afford measured plans once: the wisdom keeps them for the next run.
+  const CFFTPlanningScope planning(FFT_PLAN_FAST);
   const auto wallStart = std::chrono::steady_clock::now();
   CIQSeriesReader reader;
   const auto logLine = [](const std::string& strLine) { LogLine(strLine); };
