@@ -195,8 +195,8 @@ bool CXMLMgr::Save(const std::filesystem::path& path) {
   const std::string bytes = SaveToString(m_bEncodingISO88591 ? pugi::encoding_latin1 : pugi::encoding_utf8);
   std::string strError;
   if (!WriteFileAtomically(path, bytes.data(), bytes.size(), &strError)) {
-    m_strLastError = "CXMLMgr> Saving failed: " + strError;
-    LogLine(m_strLastError);
+    m_strLastError = strError;
+    LogLine("CXMLMgr> Saving failed: " + strError);
     return false;
   }
   return true;
