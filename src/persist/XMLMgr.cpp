@@ -328,10 +328,19 @@ pugi::xml_node CXMLMgr::NextSibling(pugi::xml_node node, std::string_view strNam
 
 void CXMLMgr::SetStringArray(pugi::xml_node element, std::string_view strKey,
                              const std::vector<std::string>& astrValues) {
+  if (!element) return;
   const std::string key(strKey);
+  // An array written into an element that does not hold it yet is appended without
+  // looking each name up (which would scan every attribute for every element).
+  const bool bFresh = !HasAttribute(element, key + "_count");
   SetAttribute(element, key + "_count", StrFormat("%d", static_cast<int>(astrValues.size())));
+  const std::string prefix = EncodeAttributeName(key) + "_value_";
   for (std::size_t i = 0; i < astrValues.size(); ++i) {
-    SetAttribute(element, StrFormat("%s_value_%d", key.c_str(), static_cast<int>(i)), astrValues[i]);
+    if (bFresh) {
+      element.append_attribute((prefix + std::to_string(i)).c_str()).set_value(astrValues[i].c_str());
+    } else {
+      SetAttribute(element, StrFormat("%s_value_%d", key.c_str(), static_cast<int>(i)), astrValues[i]);
+    }
   }
 }
 
