@@ -16,13 +16,11 @@
 
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
-#include "core/QuantityText.h"
 #include "core/Log.h"
 #include "core/MessageQueue.h"
 #include "core/RegisteredMessages.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
-#include "dsp/DSPGlobalFlags.h"
 #include "player/DemodBackgroundThread.h"
 #include "player/PlayerControl.h"
 #include "recording/WaveFileData.h"
@@ -48,15 +46,6 @@ void PrintUsage() {
                "             (default: the system's default output; the null device without a sound card)\n"
                "  --repeat   play START..END (seconds from the start of the recording) over and over\n"
                "  --record   also record the played audio to a WAV or MP3 file\n");
-}
-
-// A time given as UTC text or as seconds from the recording's start.
-bool ParseTime(const CCliOptions& options, const std::string& strName, const std::string& strText,
-               const CRecordingDescription& desc, double& dSeconds) {
-  std::string strError;
-  if (ParseRecordingTimeText(strText, desc.m_tStart, dSeconds, strError)) return true;
-  options.Error("--" + strName + ": " + strError);
-  return false;
 }
 
 bool ParsePair(const std::string& strText, std::string& strFirst, std::string& strSecond) {
@@ -175,7 +164,7 @@ int RunPlay(const CliArgs& args) {
   const double dDuration = static_cast<double>(desc.TotalBytes()) / dFrameBytes / nRate;
   double dStart = 0.0;
   if (auto s = options.Value("start")) {
-    if (!ParseTime(options, "start", *s, desc, dStart)) return 1;
+    if (!options.ParseRecordingTime("start", *s, desc.m_tStart, dStart)) return 1;
     if (dStart < 0.0 || dStart >= dDuration) {
       options.Error(StrFormat("--start is outside the recording (0 .. %.1f s)", dDuration));
       return 1;
@@ -193,8 +182,8 @@ int RunPlay(const CliArgs& args) {
   double dRepeatStart = 0.0, dRepeatEnd = 0.0;
   if (auto r = options.Value("repeat")) {
     std::string a, b;
-    if (!ParsePair(*r, a, b) || !ParseTime(options, "repeat", a, desc, dRepeatStart) ||
-        !ParseTime(options, "repeat", b, desc, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
+    if (!ParsePair(*r, a, b) || !options.ParseRecordingTime("repeat", a, desc.m_tStart, dRepeatStart) ||
+        !options.ParseRecordingTime("repeat", b, desc.m_tStart, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
         dRepeatStart >= dDuration) {
       options.Error("--repeat: \"" + *r + "\" is not START,END within the recording");
       return 1;
@@ -203,10 +192,6 @@ int RunPlay(const CliArgs& args) {
     // Play starts where the repeat range does, unless told otherwise.
     if (!options.Has("start")) dStart = dRepeatStart;
   }
-
-  // Real-time play must start at once: the measuring FFT planner can take seconds on a busy
-  // machine before the first block, for little gain in the chain's small transforms.
-  g_bDSPFastFFT = true;
 
   CMessageQueue mainFrame;
   CMessageQueue view;

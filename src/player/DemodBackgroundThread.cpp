@@ -6,6 +6,7 @@
 
 #include "analysis/AnalysisWindow.h"
 #include "core/AppState.h"
+#include "core/Int16Samples.h"
 #include "core/Log.h"
 #include "core/RegisteredMessages.h"
 #include "dsp/DSPDemodMain.h"
@@ -16,11 +17,6 @@ namespace {
 constexpr int kPacing = CAudioOutput::kPacingQueued;
 constexpr float kMagnitudeFloor = 1e-5f;
 
-std::int16_t ToSample(float f) {
-  // Nearest, halves away from zero, saturated.
-  const float r = std::round(f);
-  return static_cast<std::int16_t>(std::clamp(r, -32768.0f, 32767.0f));
-}
 
 std::uint64_t ToValue(CMessageTarget* pTarget) { return reinterpret_cast<std::uintptr_t>(pTarget); }
 CMessageTarget* ToTarget(std::uint64_t nValue) {
@@ -268,10 +264,9 @@ void CDemodBackgroundThread::InitDisplayFFT() {
   m_aBlock = CAlignedVector<std::complex<float>>(nSize);
   m_aFFTIn = CAlignedVector<std::complex<float>>(nSize);
   m_aFFTOut = CAlignedVector<std::complex<float>>(nSize);
-  // Planned without measuring: a measured plan of a large display FFT would hold up the
-  // start of play for a second or more, and this transform is a small part of the work.
-  m_plan = CFFTWPlanF::Complex(static_cast<int>(nSize), m_aFFTIn.data(), m_aFFTOut.data(), FFTW_FORWARD,
-                               FFTW_ESTIMATE);
+  // Planned from wisdom or estimated, never measured here: the player session plans the
+  // sizes ahead when it starts.
+  m_plan = CFFTWPlanF::Complex(static_cast<int>(nSize), m_aFFTIn.data(), m_aFFTOut.data(), FFTW_FORWARD);
   m_afWindow = BuildAnalysisWindow(m_eWindow.load(), nSize);
   m_afMagnitudeDb.resize(nSize / 2);
   m_dReferenceDb = 20.0 * std::log10(static_cast<double>(nSize) * 32767.0 * 0.5);
@@ -485,7 +480,7 @@ void CDemodBackgroundThread::HandleAudio() {
   if (nCount <= 0) return;
   m_anAudio.resize(static_cast<std::size_t>(nCount));
   const float* pIn = m_pDemod->Output();
-  for (int i = 0; i < nCount; ++i) m_anAudio[i] = ToSample(pIn[i]);
+  for (int i = 0; i < nCount; ++i) m_anAudio[i] = RoundToInt16(pIn[i]);
   if (m_recorder.IsRecording() && m_recorder.SamplesWritten() == 0) m_recorder.SetContext(RecordingContext());
   if (m_recorder.IsRecording() && !m_recorder.Write(m_anAudio.data(), m_anAudio.size())) {
     Log("Recording ended: cannot write %s", m_recorder.Path().c_str());
