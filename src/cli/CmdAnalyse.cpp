@@ -234,6 +234,11 @@ int RunAnalyse(const CliArgs& args) {
   }
   options.m_nAnalysisDisplayWidth = nWidth;
   options.m_nAnalysisDisplayHeight = nHeight;
+  if (!CAnalysisImage::CheckRunMemory(options, nWidth, nHeight, projectPath.has_value(), AvailableMemoryBytes() / 10 * 9,
+                                      strMessage)) {
+    cli.Error(strFile + ": " + strMessage);
+    return 1;
+  }
   options.SaveCurrent();
 
   CAnalysisImage image;
