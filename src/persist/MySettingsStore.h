@@ -25,13 +25,7 @@
 #include <string_view>
 #include <vector>
 
-struct CSettingsRect {
-  int left = 0;
-  int top = 0;
-  int right = 0;
-  int bottom = 0;
-  bool operator==(const CSettingsRect&) const = default;
-};
+#include "persist/SettingsValueText.h"
 
 class CMySettingsStore {
  public:
