@@ -13,7 +13,7 @@
 
 #include "core/Log.h"
 #include "core/Paths.h"
-#include "core/UserFaults.h"
+#include "core/EngineFaults.h"
 #include "persist/XMLMgr.h"
 
 namespace {
@@ -152,7 +152,7 @@ bool CMySettingsStore::SaveLocked() {
   std::string strError;
   if (!WriteFileAtomically(m_path, text.data(), text.size(), &strError)) {
     m_strLastError = strError;
-    ReportUserFault("The settings could not be saved: " + strError);
+    ReportEngineFaultOnce(EEngineFault::FileWrite, "The settings could not be saved: " + strError);
     return false;
   }
   m_strLastError.clear();

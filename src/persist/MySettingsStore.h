@@ -77,7 +77,7 @@ class CMySettingsStore {
 
   // Why the last write failed, naming the file and the system's reason; empty after a
   // write that succeeded. The first failure of each kind is also reported once to the
-  // user (core/UserFaults.h).
+  // user (core/EngineFaults.h).
   std::string LastError();
 
   // Removes a value; true when it existed.

@@ -12,7 +12,7 @@
 #include <cstdlib>
 
 #include "core/Paths.h"
-#include "core/UserFaults.h"
+#include "core/EngineFaults.h"
 #include "support/TestEnvironment.h"
 
 namespace {
@@ -96,11 +96,11 @@ TEST(UserFaults, ADataFolderThatCannotBeMadeIsReportedOnce) {
   CTempFolder folder;
   WriteBytes(folder / "not a folder", "x");
   const int nResult = RunInChild([&] {
-    TakeUserFaults();
+    std::vector<std::string> astrFaults;
+    CEngineFaultSubscription subscription([&](const CEngineFault& f) { astrFaults.push_back(f.strText); });
     setenv("XDG_DATA_HOME", (folder / "not a folder").c_str(), 1);
     DataFolder();
     DataFolder();
-    const std::vector<std::string> astrFaults = TakeUserFaults();
     if (astrFaults.size() != 1) return 1;
     return astrFaults[0].find("cannot make the folder") != std::string::npos &&
                    astrFaults[0].find("Not a directory") != std::string::npos

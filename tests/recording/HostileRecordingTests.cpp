@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "RecordingFixtures.h"
-#include "core/UserFaults.h"
+#include "core/EngineFaults.h"
 #include "recording/DescriptionFile.h"
 #include "recording/RecordingCaches.h"
 #include "recording/WaveFileData.h"
@@ -246,11 +246,11 @@ TEST(HostileAtomic, ADescriptionThatCannotBeWrittenBackIsStillUsedAndReportedOnc
   WriteBytes(dir / "n 000.xml", strXml);
   const int nResult = RunInChild(
       [&] {
-        TakeUserFaults();
+        std::vector<std::string> astrFaults;
+        CEngineFaultSubscription subscription([&](const CEngineFault& f) { astrFaults.push_back(f.strText); });
         CWaveFileData data;
         CRecordingDescription desc;
         if (!data.GetInformation(dir / "n 000.wav", true, desc) || desc.TotalBytes() != 400) return 1;
-        const std::vector<std::string> astrFaults = TakeUserFaults();
         if (astrFaults.size() != 1 || astrFaults[0].find("File too large") == std::string::npos) return 2;
         return 0;
       },
