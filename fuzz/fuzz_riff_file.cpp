@@ -13,6 +13,7 @@
 #include <fstream>
 #include <string>
 
+#include "FuzzFolder.h"
 #include "core/Log.h"
 #include "recording/DescriptionFile.h"
 #include "recording/RecordingCaches.h"
@@ -27,13 +28,7 @@ std::filesystem::path g_folder;
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   SetLogFilePath({});
-  char szTemplate[] = "/tmp/fuzz-riff-XXXXXX";
-  if (!::mkdtemp(szTemplate)) std::abort();
-  g_folder = szTemplate;
-  std::atexit([] {
-    std::error_code ec;
-    std::filesystem::remove_all(g_folder, ec);
-  });
+  g_folder = MakeFuzzFolder("fuzz-riff");
   return 0;
 }
 

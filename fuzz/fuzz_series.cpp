@@ -17,6 +17,7 @@
 #include <set>
 #include <string>
 
+#include "FuzzFolder.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
 #include "recording/RecordingCaches.h"
@@ -141,13 +142,7 @@ void CheckDescription(const CRecordingDescription& desc, const fs::path& folder,
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   SetLogFilePath({});
-  char szTemplate[] = "/tmp/fuzz-series-XXXXXX";
-  if (!::mkdtemp(szTemplate)) std::abort();
-  g_root = szTemplate;
-  std::atexit([] {
-    std::error_code ec;
-    fs::remove_all(g_root, ec);
-  });
+  g_root = MakeFuzzFolder("fuzz-series");
   return 0;
 }
 
