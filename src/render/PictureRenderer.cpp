@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
+#include <QBuffer>
 #include <QByteArray>
 #include <QColor>
 #include <QCoreApplication>
@@ -17,6 +20,7 @@
 #include <QString>
 
 #include "analysis/AnalysisImage.h"
+#include "core/AtomicFile.h"
 #include "core/Log.h"
 
 namespace {
@@ -120,9 +124,18 @@ QImage CPictureRenderer::Render(const CAnalysisImage& image) {
 bool CPictureRenderer::Save(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError) {
   if (!FormatSupported(path, strError)) return false;
   const QImage picture = Render(image);
-  QImageWriter writer(QString::fromStdString(path.string()), FormatOf(path));
+  // Encoded in memory, then written atomically: a kill or a full disk never leaves a
+  // truncated picture in place of the previous one.
+  QBuffer buffer;
+  buffer.open(QIODevice::WriteOnly);
+  QImageWriter writer(&buffer, FormatOf(path));
   if (!writer.write(picture)) {
     strError = ErrorText(path, writer.errorString().toStdString());
+    return false;
+  }
+  const QByteArray& bytes = buffer.data();
+  if (!WriteFileAtomically(path, bytes.constData(), static_cast<std::size_t>(bytes.size()))) {
+    strError = ErrorText(path, std::strerror(errno));
     return false;
   }
   strError.clear();
