@@ -28,6 +28,7 @@ CMessageTarget* ToTarget(std::uint64_t nValue) {
 CDemodBackgroundThread::CDemodBackgroundThread(std::shared_ptr<CAudioBackend> pBackend)
     : m_audio(*this, std::move(pBackend)) {
   SetThreadName("Demod");
+  ThrottleQueueReports();
 }
 
 CDemodBackgroundThread::~CDemodBackgroundThread() {
@@ -155,7 +156,7 @@ void CDemodBackgroundThread::PrepareForPlay(bool bSwapIQ) {
 
 // ---- Packet handling ------------------------------------------------------------------
 
-void CDemodBackgroundThread::ProcessPacket(CDemodBkgPacket& packet) {
+void CDemodBackgroundThread::ProcessPacket(CDemodBkgPacket& packet, int) {
   switch (packet.m_nCommand) {
     case DEMOD_CMD_SPECTRUM_TAP:
       if (m_pDemod)
