@@ -11,6 +11,7 @@
 #include "core/RegisteredMessages.h"
 #include "dsp/DSPDemodMain.h"
 #include "recording/IQSampleConverter.h"
+#include "recording/SeriesPosition.h"
 
 namespace {
 
@@ -289,9 +290,7 @@ int CDemodBackgroundThread::SeriesIndex(const std::string& strFile, bool& bFound
 
 std::uint64_t CDemodBackgroundThread::BytesBefore(const std::string& strFile) const {
   std::lock_guard lock(m_seriesMutex);
-  std::uint64_t nSum = 0;
-  for (std::size_t i = 0; i < m_astrFiles.size() && m_astrFiles[i] != strFile; ++i) nSum += m_anFileSizes[i];
-  return nSum;
+  return SeriesBytesBefore(m_astrFiles, m_anFileSizes, strFile);
 }
 
 void CDemodBackgroundThread::CloseFile(bool bLog) {

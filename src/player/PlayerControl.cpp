@@ -73,19 +73,8 @@ CDisplayFFTSetup DisplayFFTForRate(std::uint32_t nRateHz, int nLinesPerSecondSet
 
 CSeriesPosition SeriesPositionAt(const CRecordingDescription& desc, double tSeconds) {
   CSeriesPosition position;
-  const std::size_t nFiles = std::min<std::size_t>(desc.m_nFiles, desc.m_astrFileNames.size());
-  if (nFiles == 0) return position;
   const double dSamples = std::max(0.0, std::floor(tSeconds * DataRate(desc)));
-  std::uint64_t nBytes = static_cast<std::uint64_t>(dSamples) * FrameBytes(desc);
-  for (std::size_t i = 0; i < nFiles; ++i) {
-    const std::uint64_t nSize = i < desc.m_anFileSizes.size() ? desc.m_anFileSizes[i] : 0;
-    if (nBytes < nSize || i + 1 == nFiles) {
-      position.m_strFile = desc.m_astrFileNames[i];
-      position.m_nOffset = static_cast<std::uint32_t>(std::min(nBytes, nSize));
-      return position;
-    }
-    nBytes -= nSize;
-  }
+  FindSeriesPosition(desc, static_cast<std::uint64_t>(dSamples) * FrameBytes(desc), position);
   return position;
 }
 
@@ -101,7 +90,8 @@ bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFram
 
 bool StartPlay(CDemodBackgroundThread& thread, const CRecordingDescription& desc, double tPlayStart, bool bSwapIQ,
                const CPlayerOptions& options, CMessageTarget* pView, std::uint64_t nDisplayDestination,
-               const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup) {
+               const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup,
+               const std::function<void(std::uint32_t, const CDisplayFFTSetup&)>& planAhead) {
   const int nMode = PlayerModeNumber(options.m_strMode);
   if (desc.m_astrFileNames.empty()) {
     strMessage = "Cannot read first input file to determine file format.";
@@ -118,6 +108,7 @@ bool StartPlay(CDemodBackgroundThread& thread, const CRecordingDescription& desc
   }
   const CDisplayFFTSetup setup = DisplayFFTForRate(nRate, options.m_nFFTLinesPerSecond);
   if (pSetup) *pSetup = setup;
+  if (planAhead) planAhead(nRate, setup);
 
   thread.SendDisplayFFT(setup.m_nSize, setup.m_nOverlap);
   thread.SendInitDisplayFFT();

@@ -10,6 +10,7 @@
 
 #include "player/DemodBackgroundThread.h"
 #include "recording/RecordingDescription.h"
+#include "recording/SeriesPosition.h"
 
 class CMySettingsStore;
 
@@ -45,11 +46,6 @@ struct CDisplayFFTSetup {
 };
 CDisplayFFTSetup DisplayFFTForRate(std::uint32_t nRateHz, int nLinesPerSecondSetting);
 
-// A time of the recording as a file of its series and a byte offset into that file's data.
-struct CSeriesPosition {
-  std::string m_strFile;
-  std::uint32_t m_nOffset = 0;
-};
 // tSeconds is counted from the recording's start. The byte position (whole sample frames
 // of the 'fmt ' rate) walks the series list, subtracting each file's size, until it falls
 // inside a file; beyond the last file it is the end of the last file.
@@ -62,9 +58,12 @@ bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFram
 // Starts play at tPlayStart (seconds from the recording's start: the start of the play
 // range). False, with the text to show the user in strMessage, when the first file cannot
 // be read. pSetup receives the display FFT (its lines per second go to the waterfalls).
+// planAhead, when given, is called with the file's rate and the display FFT before any
+// command is queued (the player session plans the FFT sizes there).
 bool StartPlay(CDemodBackgroundThread& thread, const CRecordingDescription& desc, double tPlayStart, bool bSwapIQ,
                const CPlayerOptions& options, CMessageTarget* pView, std::uint64_t nDisplayDestination,
-               const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup = nullptr);
+               const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup = nullptr,
+               const std::function<void(std::uint32_t, const CDisplayFFTSetup&)>& planAhead = {});
 
 // Where a click in the analysis picture lands.
 struct CPictureClick {
