@@ -78,6 +78,38 @@ CSeriesPosition SeriesPositionAt(const CRecordingDescription& desc, double tSeco
   return position;
 }
 
+std::uint32_t PlayRate(const CRecordingDescription& desc) { return DataRate(desc); }
+
+double PlayDurationSeconds(const CRecordingDescription& desc) {
+  const std::uint32_t nRate = DataRate(desc);
+  if (FrameBytes(desc) == 0 || nRate == 0) return 0.0;
+  return static_cast<double>(desc.TotalBytes() / FrameBytes(desc)) / nRate;
+}
+
+bool CheckPlayRequest(const CRecordingDescription& desc, double dFrequencyHz, double tStart, std::string& strError) {
+  const std::uint32_t nRate = DataRate(desc);
+  if (!desc.m_bValid || desc.m_nFiles == 0) {
+    strError = "not a recording";
+    return false;
+  }
+  if (nRate == 0 || desc.m_nBitsPerSample == 0) {
+    strError = "the recording has no sample rate";
+    return false;
+  }
+  if (std::fabs(dFrequencyHz - static_cast<double>(desc.m_nCenterFrequency)) >= nRate / 2.0) {
+    strError = StrFormat("%.0f Hz is outside the recording's band (%.0f .. %.0f Hz)", dFrequencyHz,
+                         desc.m_nCenterFrequency - nRate / 2.0, desc.m_nCenterFrequency + nRate / 2.0);
+    return false;
+  }
+  const double dDuration = PlayDurationSeconds(desc);
+  if (tStart < 0.0 || tStart >= dDuration) {
+    strError = StrFormat("the start is outside the recording (%s .. %s UTC, %.1f s)",
+                         FormatUtcSeconds(desc.m_tStart).c_str(), FormatUtcSeconds(desc.m_tEnd).c_str(), dDuration);
+    return false;
+  }
+  return true;
+}
+
 bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFrame, bool bRepeat) {
   thread.SetThreadName("Demod");
   thread.SetTargetWindow(pMainFrame);

@@ -51,6 +51,15 @@ CDisplayFFTSetup DisplayFFTForRate(std::uint32_t nRateHz, int nLinesPerSecondSet
 // inside a file; beyond the last file it is the end of the last file.
 CSeriesPosition SeriesPositionAt(const CRecordingDescription& desc, double tSeconds);
 
+// The rate the player and the demodulator feed the chain at: the 'fmt ' rate of the files
+// (a Perseus recording's analysis rate can differ), and the recording's length at it.
+std::uint32_t PlayRate(const CRecordingDescription& desc);
+double PlayDurationSeconds(const CRecordingDescription& desc);
+// Whether a channel at dFrequencyHz can be played from tStart (seconds from the start):
+// the recording has a rate, the frequency lies inside its band and the start inside it.
+// False with the message in strError.
+bool CheckPlayRequest(const CRecordingDescription& desc, double dFrequencyHz, double tStart, std::string& strError);
+
 // Starts the "Demod" thread: name, main frame for its log lines, start, "Below normal",
 // wait until idle (at most 5 s), and the saved repeat flag.
 bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFrame, bool bRepeat);
