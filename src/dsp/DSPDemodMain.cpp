@@ -131,13 +131,14 @@ CDSPDemodMain::CDSPDemodMain() {
   SetMode(kDefaultMode);
 }
 
-void CDSPDemodMain::PlanAhead(int inRateHz, int linesPerSecond, int nHint) {
+void CDSPDemodMain::PlanAhead(int inRateHz, int linesPerSecond, int nHint, int onlyMode) {
   const CFFTPlanningScope scope(nHint);
   CDSPDemodMain chain;
   chain.ConfigureSpectrumTap(0, linesPerSecond > 0, linesPerSecond, 0);
   chain.ConfigureSpectrumTap(1, linesPerSecond > 0, linesPerSecond, 0);
   CAlignedVector<std::complex<float>> aSilence(256);
   for (int mode = 0; mode < eDemodModeCount; ++mode) {
+    if (onlyMode >= 0 && mode != onlyMode) continue;
     int low = 0, high = 0;
     DefaultPassBand(mode, chain.CWPitch(), low, high);
     chain.SetMode(mode);
