@@ -69,8 +69,8 @@ int RunWisdom(const CliArgs& args) {
   std::printf("  demodulator chain ... ");
   std::fflush(stdout);
   const auto t0 = std::chrono::steady_clock::now();
-  // The chain's sizes do not depend on the input rate; the spectrum taps' do on the lines.
-  CDSPDemodMain::PlanAhead(48000, 20, nHint);
+  // The spectrum taps of the player's default 20 lines per second.
+  CDSPDemodMain::PlanAhead(20, nHint);
   std::printf("done (%.2f s)\n", std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
   if (nFailed) {
     options.Error(std::to_string(nFailed) + " size(s) could not be planned");

@@ -59,7 +59,7 @@ void CPlayerSession::PlanAhead(std::uint32_t nRateHz, const CDisplayFFTSetup& se
   // user changes to them, which never holds up the audio.
   const int nMode = PlayerModeNumber(m_options.m_strMode);
   if (!m_planned.insert({nRateHz, setup.m_nLinesPerSecond, nMode}).second) return;
-  CDSPDemodMain::PlanAhead(static_cast<int>(nRateHz), setup.m_nLinesPerSecond, FFT_PLAN_FAST, nMode);
+  CDSPDemodMain::PlanAhead(setup.m_nLinesPerSecond, FFT_PLAN_FAST, nMode);
   // The display FFT, as the thread plans it (out of place).
   CAlignedVector<std::complex<float>> aIn(setup.m_nSize);
   CAlignedVector<std::complex<float>> aOut(setup.m_nSize);
