@@ -10,6 +10,8 @@
 #include "analysis/BlockConversion.h"
 #include "dsp/SpectrumKernel.h"
 #include "core/AppState.h"
+#include "core/EngineFaults.h"
+#include "core/Log.h"
 #include "core/RegisteredMessages.h"
 #include "recording/IQSampleConverter.h"
 
@@ -82,10 +84,20 @@ void CBackgroundThreadFFT::BuildState() {
   m_nHintInUse = m_options.m_nFFTHint;
   m_workA.Resize(2 * std::size_t{m_nFFTSize});
   m_workB.Resize(2 * std::size_t{m_nFFTSize});
-  if (!m_workA.empty() && !m_workB.empty())
+  // Without buffers or a plan every row comes out at the noise floor: the user must know.
+  const auto fault = [this](EEngineFault eKind, const std::string& strText) {
+    Log("%s", strText.c_str());
+    ReportEngineFault(eKind, strText);
+  };
+  if (m_workA.empty() || m_workB.empty()) {
+    fault(EEngineFault::Buffer,
+          StrFormat("FFT %d> Cannot allocate the work buffers of a %u-point FFT", m_nIndex + 1, m_nFFTSize));
+  } else {
     m_plan = CFFTWPlanF::Complex(static_cast<int>(m_nFFTSize), m_workB.data(), m_workA.data(), FFTW_FORWARD,
                                  m_nHintInUse);
-  if (!m_plan) Log("FFT %d> Cannot make an FFT plan of %u points", m_nIndex + 1, m_nFFTSize);
+    if (!m_plan)
+      fault(EEngineFault::FFTPlan, StrFormat("FFT %d> Cannot make an FFT plan of %u points", m_nIndex + 1, m_nFFTSize));
+  }
   // Measuring overwrote the vectors; a fresh state starts from zeros.
   m_workA.Zero();
   m_workB.Zero();
