@@ -130,6 +130,17 @@ std::int64_t MonotonicNs() {
       .count();
 }
 
+// A session on the null device in AM at nOffsetHz from the centre, its log discarded.
+void SetUpSilentAM(CPlayerSession& session, int nOffsetHz) {
+  session.SetLogFunction([](const std::string&) {});
+  CPlayerOptions options;
+  options.m_nOutputID = 0;
+  options.m_strOutputName = "Null";
+  options.m_strMode = "AM";
+  session.SetOptions(options);
+  session.SetTuningOffset(nOffsetHz);
+}
+
 // The child run: plays the recording in a fresh process and prints the milliseconds from
 // the parent's launch (tLaunchNs, steady clock) to the first sample the device took.
 int RunFirstAudioChild(const char* pszRecording, std::int64_t tLaunchNs) {
@@ -139,13 +150,7 @@ int RunFirstAudioChild(const char* pszRecording, std::int64_t tLaunchNs) {
   if (!data.GetInformation(pszRecording, true, desc)) return 1;
   auto pNull = std::make_shared<CNullAudioBackend>();
   CPlayerSession session(pNull);
-  session.SetLogFunction([](const std::string&) {});
-  CPlayerOptions options;
-  options.m_nOutputID = 0;
-  options.m_strOutputName = "Null";
-  options.m_strMode = "AM";
-  session.SetOptions(options);
-  session.SetTuningOffset(-300'000);
+  SetUpSilentAM(session, -300'000);
   std::string strMessage;
   if (!session.Start() || !session.Play(desc, 0.0, false, strMessage)) return 1;
   while (pNull->SamplesConsumed() == 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -182,13 +187,7 @@ double LaunchToFirstAudio(const char* pszSelf, const std::filesystem::path& reco
 double LongestModeChangeGap(const CRecordingDescription& desc, double dFreqHz) {
   auto pNull = std::make_shared<CNullAudioBackend>();
   CPlayerSession session(pNull);
-  session.SetLogFunction([](const std::string&) {});
-  CPlayerOptions options;
-  options.m_nOutputID = 0;
-  options.m_strOutputName = "Null";
-  options.m_strMode = "AM";
-  session.SetOptions(options);
-  session.SetTuningOffset(static_cast<int>(dFreqHz - desc.m_nCenterFrequency));
+  SetUpSilentAM(session, static_cast<int>(dFreqHz - desc.m_nCenterFrequency));
   std::string strMessage;
   if (!session.Start(true) || !session.Play(desc, 0.0, false, strMessage)) return -1.0;
   const auto silence = [&] { return static_cast<double>(pNull->ClockSamples() - pNull->SamplesConsumed()); };

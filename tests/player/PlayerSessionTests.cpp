@@ -107,15 +107,7 @@ TEST(PlayerSession, PlayAtAPointMovesPlayAndLogsWhereTo) {
   std::string strMessage;
   ASSERT_TRUE(h.m_session.Play(desc, 0.0, false, strMessage)) << strMessage;
   ASSERT_TRUE(WaitFor([&] { return h.m_session.State().m_nBlocks >= 2; }));
-  CPictureClick click;
-  click.m_dCentreHz = desc.m_nCenterFrequency;
-  click.m_dSpanHz = 48000;
-  click.m_nWidth = 480;
-  click.m_nX = 250;  // +1000 Hz
-  click.m_nHeight = 300;
-  click.m_tTop = 3.0;
-  click.m_tBottom = 0.0;
-  click.m_nY = 50;  // 2.5 s
+  CPictureClick click = ClickAtPlusOneKilohertzTwoAndAHalfSeconds(desc);
   double dFrequency = 0.0;
   ASSERT_TRUE(h.m_session.PlayAtPoint(desc, click, dFrequency));
   EXPECT_DOUBLE_EQ(dFrequency, 7'001'000.0);
