@@ -11,6 +11,7 @@
 #include "core/MessageQueue.h"
 #include "core/RegisteredMessages.h"
 
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 namespace {
 
 // Limits the child's address space to what it uses now plus a little, so that a new
@@ -28,6 +29,7 @@ void ForbidNewThreads() {
 }
 
 }  // namespace
+#endif
 
 // Catches a pool that waits for ever on a worker whose thread never started.
 TEST(AnalysisThreadPoolStart, AWorkerThatCannotStartIsReportedNotWaitedFor) {
