@@ -47,6 +47,10 @@ struct CRecordingDescription {
   std::uint32_t m_nFiles = 0;
   bool m_bValid = false;
 
+  // What the user should know about how the recording was read: neighbouring files left
+  // out of the series and why, values the files do not state and that were assumed.
+  std::vector<std::string> m_astrNotes;
+
   // The true total in bytes under either way of keeping it: a remainder of 1,000,000 or
   // more can only be a single file's whole size.
   std::uint64_t TotalBytes() const {

@@ -1,5 +1,6 @@
 #include "support/TestEnvironment.h"
 
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -22,6 +23,11 @@ CTempFolder::~CTempFolder() {
 }
 
 std::filesystem::path TestDataDir() {
+  // A work tree outside the usual layout names the folder in the environment.
+  if (const char* pszDir = std::getenv("VEXLOR_TESTDATA_DIR")) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(pszDir, ec)) return std::filesystem::canonical(pszDir, ec);
+  }
 #ifdef VEXLOR_TESTDATA_DIR
   std::filesystem::path p = VEXLOR_TESTDATA_DIR;
   std::error_code ec;
