@@ -1,5 +1,7 @@
 #include "analysis/AnalysisOptions.h"
 
+#include "analysis/SelectionModel.h"
+
 #include <algorithm>
 #include <ctime>
 
@@ -129,10 +131,8 @@ bool CAnalysisOptions::Check(std::string& strMessage) const {
         m_nAnalysisOverlap, n);
     return false;
   }
-  if (m_nRecordingCenterFreq < m_nRecordingBandwidth / 2) {
-    strMessage =
-        "The centre frequency is less than (<) half the bandwidth (the recording contains data for "
-        "negative frequencies).\n\nThis file cannot be played correctly.";
+  if (!CSelectionModel::CentreFrequencyValid(m_nRecordingCenterFreq, m_nRecordingBandwidth)) {
+    strMessage = CSelectionModel::kInvalidRecordingText;
     return false;
   }
   if (!m_bAnalysisWholeRange &&

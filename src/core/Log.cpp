@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/AppState.h"
+#include "core/SubscriberList.h"
 
 namespace {
 
@@ -16,6 +17,11 @@ struct LogState {
   std::FILE* file = nullptr;
   bool echo = false;
 };
+
+CSubscriberList<std::string>& Sinks() {
+  static CSubscriberList<std::string> sinks;
+  return sinks;
+}
 
 LogState& State() {
   static LogState state;
@@ -79,11 +85,17 @@ void SetLogEcho(bool echo) {
   s.echo = echo;
 }
 
+int AddLogSink(std::function<void(const std::string& line)> sink) { return Sinks().Add(std::move(sink)); }
+
+void RemoveLogSink(int nId) { Sinks().Remove(nId); }
+
 void LogLine(const std::string& text) {
   if (AppState::bShuttingDown.load()) return;
+  const std::string line = text.empty() ? std::string() : LogPrefix() + text;
+  // Sinks first, outside the file's lock: a slow log pane does not hold up the file.
+  Sinks().Notify(line);
   LogState& s = State();
   std::lock_guard lock(s.mutex);
-  const std::string line = text.empty() ? std::string() : LogPrefix() + text;
   if (s.echo) std::fprintf(stderr, "%s\n", line.c_str());
   if (s.path.empty()) return;
   if (!s.file) {

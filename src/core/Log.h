@@ -8,6 +8,7 @@
 
 #include <cstdarg>
 #include <filesystem>
+#include <functional>
 #include <string>
 
 // Format a printf-style text into a std::string.
@@ -29,3 +30,10 @@ std::filesystem::path LogFilePath();
 
 // Echo every line to stderr as well (the command-line tool's --verbose).
 void SetLogEcho(bool echo);
+
+// Log sinks: a front end's subscription to every line as written (prefix included; an
+// empty line stays empty), whether or not a log file is set: a GUI's log pane, a CLI's
+// stderr. A sink is called on the thread that logs, one line at a time, and must not log
+// itself. Returns the sink's id (never 0); after RemoveLogSink returns it is never called.
+int AddLogSink(std::function<void(const std::string& line)> sink);
+void RemoveLogSink(int nId);

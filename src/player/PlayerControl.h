@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+#include "analysis/PictureClick.h"
 #include "player/DemodBackgroundThread.h"
 #include "recording/RecordingDescription.h"
 
@@ -65,18 +66,6 @@ bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFram
 bool StartPlay(CDemodBackgroundThread& thread, const CRecordingDescription& desc, double tPlayStart, bool bSwapIQ,
                const CPlayerOptions& options, CMessageTarget* pView, std::uint64_t nDisplayDestination,
                const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup = nullptr);
-
-// Where a click in the analysis picture lands.
-struct CPictureClick {
-  double m_dCentreHz = 0.0;  // the picture's centre frequency
-  double m_dSpanHz = 0.0;    // and span
-  int m_nX = 0;              // within the drawn picture
-  int m_nWidth = 0;
-  int m_nY = 0;              // rows from the top of the picture
-  int m_nHeight = 0;
-  double m_tTop = 0.0;       // recording time of the top and bottom rows, seconds from its start
-  double m_tBottom = 0.0;
-};
 
 // The frequency of a click: centre - span/2 + x / width x span, then the CW shift (CW-L up,
 // CW-U down by the mean of the two filter edges) or, for the other modes, the snap.

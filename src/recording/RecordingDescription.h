@@ -47,8 +47,10 @@ struct CRecordingDescription {
   std::uint32_t m_nFiles = 0;
   bool m_bValid = false;
 
-  // What the user should know about how the recording was read: neighbouring files left
-  // out of the series and why, values the files do not state and that were assumed.
+  // What the user should know about how the recording was read, one line per point, naming
+  // the file: where a header states more than the file holds (the sizes above are what the
+  // files really hold), neighbouring files left out of a series and why, values the files do
+  // not state and that were assumed.
   std::vector<std::string> m_astrNotes;
 
   // The true total in bytes under either way of keeping it: a remainder of 1,000,000 or
