@@ -3,6 +3,8 @@
 // playing time and file position are shown on one status line; Ctrl-C stops cleanly, with
 // the device closed and a recording completed.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -16,6 +18,7 @@
 
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
+#include "cli/Interrupt.h"
 #include "core/Log.h"
 #include "core/MessageQueue.h"
 #include "core/RegisteredMessages.h"
@@ -29,44 +32,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::atomic<bool> g_bInterrupted{false};
-
-void OnInterrupt(int) { g_bInterrupted = true; }
-
-void PrintUsage() {
-  std::fprintf(stderr,
-               "usage: vexlor-cli play FILE --freq HZ --mode NAME [--start TIME] [--seconds S]\n"
-               "                        [--filter LO,HI] [--volume 0..100] [--device ID|null]\n"
-               "                        [--repeat START,END] [--record OUT.wav|OUT.mp3]\n"
-               "  --start    \"YYYY-MM-DD HH:MM:SS\" (UTC) or seconds from the start of the recording\n"
-               "  --seconds  how long to play (default: to the end of the recording)\n"
-               "  --filter   pass-band edges in Hz (default: suited to the mode)\n"
-               "  --volume   output level in percent (default 100)\n"
-               "  --device   a Wave ID of \"vexlor-cli devices\", or null for the silent 48 kHz clock\n"
-               "             (default: the system's default output; the null device without a sound card)\n"
-               "  --repeat   play START..END (seconds from the start of the recording) over and over\n"
-               "  --record   also record the played audio to a WAV or MP3 file\n");
-}
-
 // A time given as UTC text or as seconds from the recording's start.
 bool ParseTime(const CCliOptions& options, const std::string& strName, const std::string& strText,
                const CRecordingDescription& desc, double& dSeconds) {
-  if (strText.find('-') != std::string::npos || strText.find(':') != std::string::npos) {
-    std::int64_t tUtc = 0;
-    if (!ParseUtcSeconds(strText, tUtc)) {
-      options.Error("--" + strName + ": \"" + strText + "\" is not \"YYYY-MM-DD HH:MM:SS\" or seconds");
-      return false;
-    }
-    dSeconds = static_cast<double>(tUtc - desc.m_tStart);
-    return true;
-  }
-  char* pEnd = nullptr;
-  dSeconds = std::strtod(strText.c_str(), &pEnd);
-  if (pEnd == strText.c_str() || *pEnd != '\0') {
-    options.Error("--" + strName + ": \"" + strText + "\" is not a time");
-    return false;
-  }
-  return true;
+  return options.ParseRecordingTime(strName, strText, desc.m_tStart, dSeconds);
 }
 
 bool ParsePair(const std::string& strText, std::string& strFirst, std::string& strSecond) {
@@ -88,32 +57,28 @@ std::string FormatPlayingTime(std::int64_t nSeconds) {
 
 int RunPlay(const CliArgs& args) {
   CCliOptions options("play",
-                      {"freq", "mode", "start", "seconds", "filter", "volume", "device", "repeat", "record"}, {});
+                      {"freq", "mode", "start", "seconds", "filter", "volume", "device", "repeat", "record",
+                       "centre-freq", "start-time"},
+                      {});
   if (!options.Parse(args)) {
-    PrintUsage();
-    return 2;
+    PrintCommandUsage("play", stderr);
+    return kExitUsage;
   }
   if (options.Positional().size() != 1 || !options.Has("freq") || !options.Has("mode")) {
     options.Error("needs FILE, --freq and --mode");
-    PrintUsage();
-    return 2;
+    PrintCommandUsage("play", stderr);
+    return kExitUsage;
   }
   const std::string strInput = options.Positional()[0];
 
-  const std::string strMode = *options.Value("mode");
-  int nMode = CDSPDemodMain::ModeFromName(strMode);
-  if (nMode < 0 && strcasecmp(strMode.c_str(), "cw") == 0) nMode = eDemodCWU;
-  if (nMode < 0) {
-    options.Error("unknown mode \"" + strMode + "\"");
-    return 1;
-  }
+  int nMode = -1;
   double dFreqHz = 0.0;
-  if (!options.GetDouble("freq", dFreqHz)) return 1;
+  if (!options.GetMode("mode", nMode) || !options.GetFrequency("freq", dFreqHz)) return kExitUsage;
   std::int64_t nVolume = 100;
-  if (!options.GetInt64("volume", nVolume)) return 1;
+  if (!options.GetInt64("volume", nVolume)) return kExitUsage;
   if (nVolume < 0 || nVolume > 100) {
     options.Error("--volume must be between 0 and 100");
-    return 1;
+    return kExitUsage;
   }
   int nLow = 0, nHigh = 0;
   CDSPDemodMain::DefaultPassBand(nMode, 500, nLow, nHigh);
@@ -126,7 +91,7 @@ int RunPlay(const CliArgs& args) {
     if (!pEndA || !pEndB || *pEndA || *pEndB || nA < 0 || nB < 0 || (nA == 0 && nB == 0) || nA > 10'000'000 ||
         nB > 10'000'000) {
       options.Error("--filter: \"" + *f + "\" is not LO,HI in Hz");
-      return 1;
+      return kExitUsage;
     }
     nLow = static_cast<int>(std::min(nA, nB));
     nHigh = static_cast<int>(std::max(nA, nB));
@@ -143,7 +108,7 @@ int RunPlay(const CliArgs& args) {
       std::int64_t nID = 0;
       if (!options.GetInt64("device", nID) || nID < 0 || nID > 0xFFFFFFFEll) {
         options.Error("--device must be a Wave ID (see \"vexlor-cli devices\") or null");
-        return 1;
+        return kExitUsage;
       }
       nDeviceID = static_cast<std::uint32_t>(nID);
     }
@@ -160,43 +125,41 @@ int RunPlay(const CliArgs& args) {
       eRecordFormat = AUDIO_RECORD_MP3;
     } else {
       options.Error("--record: \"" + *r + "\" must end in .wav or .mp3");
-      return 1;
+      return kExitUsage;
     }
   }
 
   CRecordingDescription desc;
-  CWaveFileData data;
-  if (!data.GetInformation(strInput, true, desc) || !desc.m_bValid || desc.m_nFiles == 0) {
-    options.Error(strInput + ": " + (data.FailureText().empty() ? "not a recording" : data.FailureText()));
-    return 1;
-  }
+  if (!options.OpenRecording(strInput, desc)) return kExitFailed;
+  if (!options.ApplyRecordingFacts(desc)) return kExitUsage;
+  if (eRecordFormat >= 0 && !options.CheckOutput(recordPath.string(), desc)) return kExitFailed;
   const std::uint32_t nRate = desc.m_nFmtSampleRate ? desc.m_nFmtSampleRate : desc.m_nSampleRate;
   if (nRate == 0 || desc.m_nBitsPerSample == 0) {
     options.Error(strInput + ": the recording has no sample rate");
-    return 1;
+    return kExitFailed;
   }
   const double dOffsetHz = dFreqHz - static_cast<double>(desc.m_nCenterFrequency);
   if (std::abs(dOffsetHz) >= nRate / 2.0) {
     options.Error(StrFormat("%.0f Hz is outside the recording's band (%.0f .. %.0f Hz)", dFreqHz,
                             desc.m_nCenterFrequency - nRate / 2.0, desc.m_nCenterFrequency + nRate / 2.0));
-    return 1;
+    return kExitUsage;
   }
   const double dFrameBytes = desc.m_nBitsPerSample / 8 * 2.0;
   const double dDuration = static_cast<double>(desc.TotalBytes()) / dFrameBytes / nRate;
   double dStart = 0.0;
   if (auto s = options.Value("start")) {
-    if (!ParseTime(options, "start", *s, desc, dStart)) return 1;
+    if (!ParseTime(options, "start", *s, desc, dStart)) return kExitUsage;
     if (dStart < 0.0 || dStart >= dDuration) {
       options.Error(StrFormat("--start is outside the recording (0 .. %.1f s)", dDuration));
-      return 1;
+      return kExitUsage;
     }
   }
   double dSeconds = 0.0;  // 0: to the end
   if (options.Has("seconds")) {
-    if (!options.GetDouble("seconds", dSeconds)) return 1;
+    if (!options.GetDouble("seconds", dSeconds)) return kExitUsage;
     if (!(dSeconds > 0.0)) {
       options.Error("--seconds must be above 0");
-      return 1;
+      return kExitUsage;
     }
   }
   bool bRepeat = false;
@@ -207,7 +170,7 @@ int RunPlay(const CliArgs& args) {
         !ParseTime(options, "repeat", b, desc, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
         dRepeatStart >= dDuration) {
       options.Error("--repeat: \"" + *r + "\" is not START,END within the recording");
-      return 1;
+      return kExitUsage;
     }
     bRepeat = true;
     // Play starts where the repeat range does, unless told otherwise.
@@ -253,11 +216,9 @@ int RunPlay(const CliArgs& args) {
     return 1;
   }
 
-  g_bInterrupted = false;
-  struct sigaction action {};
-  action.sa_handler = OnInterrupt;
-  struct sigaction previous {};
-  sigaction(SIGINT, &action, &previous);
+  CatchInterrupt();
+  const bool bTerminal = isatty(STDERR_FILENO) == 1;
+  bool bRecordingFailed = false;
 
   int nExit = 0;
   bool bEnded = false;
@@ -286,15 +247,18 @@ int RunPlay(const CliArgs& args) {
         strFile = std::filesystem::path(desc.m_astrFileNames[nIndex]).filename().string();
       nPosition = static_cast<std::uint32_t>(msg.lParam);
     } else if (msg.nMsg == RegMsgSDR::nMsgDemodFileOpen && msg.lParam == 0) {
-      std::fprintf(stderr, "\rvexlor-cli play: cannot open the recording's file (see the log)\n");
+      std::fprintf(stderr, "\rvexlor-cli play: cannot open the recording's file (see %s)\n", LogFilePath().c_str());
       nExit = 1;
       bEnded = true;
     } else if (msg.nMsg == RegMsgSDR::nMsgRecordingStatus) {
-      if (msg.wParam == RECORDING_FAILED_TO_START || msg.wParam == RECORDING_ENDED_BY_ERROR) nExit = 1;
+      if (msg.wParam == RECORDING_FAILED_TO_START || msg.wParam == RECORDING_ENDED_BY_ERROR) {
+        nExit = kExitFailed;
+        bRecordingFailed = true;
+      }
     }
   };
 
-  while (!bEnded && !g_bInterrupted.load()) {
+  while (!bEnded && !Interrupted()) {
     if (auto msg = view.Wait(50ms)) handleView(*msg);
     view.PumpPending(handleView);
     mainFrame.PumpPending(handleLog);
@@ -310,7 +274,7 @@ int RunPlay(const CliArgs& args) {
     }
     if (dSeconds > 0.0 && bDeviceChecked && std::chrono::duration<double>(tNow - tPlayStart).count() >= dSeconds)
       break;
-    if (tNow - tLastStatus >= 250ms) {
+    if (bTerminal && tNow - tLastStatus >= 250ms) {
       tLastStatus = tNow;
       if (!bDeviceChecked)
         std::fprintf(stderr, "\r  Starting ...");
@@ -323,10 +287,10 @@ int RunPlay(const CliArgs& args) {
   // What the device still holds plays out (about 0.1 s) unless interrupted.
   if (bEnded && nExit == 0) {
     const auto tDrain = std::chrono::steady_clock::now() + 2s;
-    while (!g_bInterrupted.load() && thread.QueuedAudioBuffers() > 1 && std::chrono::steady_clock::now() < tDrain)
+    while (!Interrupted() && thread.QueuedAudioBuffers() > 1 && std::chrono::steady_clock::now() < tDrain)
       std::this_thread::sleep_for(10ms);
   }
-  sigaction(SIGINT, &previous, nullptr);
+  ReleaseInterrupt();
 
   thread.SendStopRecording();
   thread.SendStop();
@@ -335,8 +299,15 @@ int RunPlay(const CliArgs& args) {
   thread.AudioOutput().Close();
   view.PumpPending(handleView);
   mainFrame.PumpPending(handleLog);
-  std::fprintf(stderr, "\r  Played %s  %s + %u bytes%s%-20s\n", FormatPlayingTime(nPlayingSeconds).c_str(),
-               strFile.c_str(), nPosition, g_bInterrupted.load() ? " (interrupted)" : "", "");
-  if (eRecordFormat >= 0) std::fprintf(stderr, "  Recorded to %s\n", recordPath.c_str());
+  std::fprintf(stderr, "%s  Played %s  %s + %u bytes%s%-20s\n", bTerminal ? "\r" : "",
+               FormatPlayingTime(nPlayingSeconds).c_str(), strFile.c_str(), nPosition,
+               Interrupted() ? " (interrupted)" : "", "");
+  if (eRecordFormat >= 0) {
+    if (bRecordingFailed)
+      std::fprintf(stderr, "  Recording to %s failed (see %s)\n", recordPath.c_str(), LogFilePath().c_str());
+    else
+      std::fprintf(stderr, "  Recorded to %s\n", recordPath.c_str());
+  }
+  if (nExit == 0 && Interrupted()) nExit = kExitInterrupted;
   return nExit;
 }

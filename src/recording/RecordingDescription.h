@@ -67,5 +67,19 @@ struct CRecordingDescription {
     m_nTotalRemainder = static_cast<std::uint32_t>(nSum % 1'000'000u);
   }
 
+  // The user's values for what the files do not state (an "UnknownFmt" recording's 10 MHz
+  // and time of reading). A new start moves the end, the selection and every file's start
+  // with it.
+  void SetCenterFrequency(std::uint32_t nHz) { m_nCenterFrequency = nHz; }
+  void SetStartTime(std::int64_t tStartUtc) {
+    const std::int64_t nShift = tStartUtc - m_tStart;
+    m_tStart += nShift;
+    m_tEnd += nShift;
+    m_tSelectedStart += nShift;
+    m_tSelectedEnd += nShift;
+    for (std::uint32_t& t : m_anFileStartTimes)
+      if (t) t = static_cast<std::uint32_t>(static_cast<std::int64_t>(t) + nShift);
+  }
+
   void Clear() { *this = CRecordingDescription{}; }
 };

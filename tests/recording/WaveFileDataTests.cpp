@@ -295,6 +295,8 @@ TEST(WaveFileData, DescriptionInsideAuxi) {
   EXPECT_EQ(d.m_anFileSizes, (std::vector<std::uint32_t>{1200}));
   EXPECT_EQ(d.m_tEnd, kT0Seconds + 3);
   EXPECT_EQ(CDescriptionValues::Parse(ReadBytes(dir / "In 000.xml")).Value("SizeInBytes"), "1200");
+  // The file left behind is one the program wrote: it carries the warning block.
+  EXPECT_NE(ReadBytes(dir / "In 000.xml").find("===================== WARNING"), std::string::npos);
 
   WritePlain(dir / "plain.dat", 400);
   WriteBytes(dir / "plain.xml", DescriptionXml("plain.dat", kT0Seconds, 400, 400));
