@@ -178,9 +178,11 @@ bool COfflineDemodulator::RunToWav(const CRecordingDescription& desc, const COff
     // A stream cannot be patched afterwards: the sizes say "as much as follows".
     unsigned char fmt[16];
     format.ToBytes16(fmt);
-    std::string header = "RIFF\xff\xff\xff\xffWAVEfmt \x10\x00\x00\x00";
+    static constexpr char kRiff[] = "RIFF\xff\xff\xff\xffWAVEfmt \x10\x00\x00\x00";
+    static constexpr char kData[] = "data\xff\xff\xff\xff";
+    std::string header(kRiff, sizeof kRiff - 1);
     header.append(reinterpret_cast<const char*>(fmt), sizeof fmt);
-    header += "data\xff\xff\xff\xff";
+    header.append(kData, sizeof kData - 1);
     const auto sink = [](const std::int16_t* pSamples, std::size_t nCount) {
       return std::fwrite(pSamples, sizeof(std::int16_t), nCount, stdout) == nCount;
     };
