@@ -41,7 +41,6 @@ const Command kCommands[] = {
      "  --start TIME       first moment to analyse; --end TIME the last\n"
      "  --width W|full     picture width in pixels (default 5000); full: one column per bin\n"
      "  --height H|full    keep only the first H rows (default full)\n"
-     "  --fit-height H     draw the whole recording into H pixel rows (the strongest row of each)\n"
      "  --swap-iq          exchange I and Q\n"
      "  --threads M        FFT threads\n"
      "  --hint fast|best   FFT planning for this run only\n"
@@ -51,7 +50,7 @@ const Command kCommands[] = {
      "                     scale only: how far the colours spread around the median level)\n"},
     {"render", RunRender, "render P.xml --image I.png     redraw a saved project",
      "usage: vexlor-cli render P.xml --image I.png [--palette 0..4|NAME] [--scale auto|LO,HI]\n"
-     "                                [--contrast 0..100] [--fit-height H]\n"},
+     "                                [--contrast 0..100]\n"},
     {"history", RunHistory, "history P.xml --freq HZ        signal history of one frequency as CSV",
      "usage: vexlor-cli history P.xml --freq HZ [--fixed-scale] [--json]\n"
      "  CSV \"time_utc,level_db\" (ISO 8601 UTC) on standard output, or JSON with --json\n"},

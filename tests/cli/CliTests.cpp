@@ -119,10 +119,13 @@ TEST_F(CliTest, BadInputNamesTheFileAndFailsCleanly) {
       {"demod " + First() + " --freq 9000000 --mode AM -o " + Quote((out / "x.wav").string()), "9000000"},
       {"demod " + First() + " --freq 7040000 --mode XYZ -o " + Quote((out / "x.wav").string()), "XYZ"},
       {"render " + Quote((out / "text.wav").string()) + " --image " + Quote((out / "x.png").string()), "text.wav"},
+      {"render " + Quote((out / "none.xml").string()) + " --image " + Quote((out / "x.png").string()),
+       "none.xml: No such file or directory"},
   };
   for (const Case& c : cases) {
     const CRunResult r = RunCli(c.args);
     EXPECT_NE(r.nExitCode, 0) << c.args;
+    EXPECT_EQ(r.strOutput.find("MSXML"), std::string::npos) << r.strOutput;  // no internals
     EXPECT_NE(r.strOutput.find(c.expected), std::string::npos) << c.args << "\n" << r.strOutput;
   }
 }
@@ -243,6 +246,30 @@ TEST_F(CliTest, DefaultFftSizeGivesAUsefulHeightAndHistoryIsSelfDescribing) {
   const CRunResult json = RunCli("history " + project + " --freq 7.04M --json");
   ASSERT_EQ(json.nExitCode, 0) << json.strOutput;
   EXPECT_NE(json.strOutput.find("\"time_utc\": \"2025-06-01T12:00:"), std::string::npos) << json.strOutput;
+}
+
+// Catches a recording of unknown origin being passed off as described: info notes what was
+// assumed, and the user's --centre-freq and --start-time take its place.
+TEST_F(CliTest, UnknownRecordingsTakeTheUsersCentreAndStart) {
+  CTempFolder out;
+  const auto le = [](std::uint32_t v, int n) {
+    std::string b;
+    for (int i = 0; i < n; ++i) b += static_cast<char>(v >> (8 * i) & 0xFF);
+    return b;
+  };
+  const std::uint32_t nData = 48000u * 4u * 2u;  // 2 s of 16-bit stereo at 48 kHz
+  WriteBytes(out / "plain.wav", "RIFF" + le(36 + nData, 4) + "WAVEfmt " + le(16, 4) + le(1, 2) + le(2, 2) +
+                                    le(48000, 4) + le(192000, 4) + le(4, 2) + le(16, 2) + "data" + le(nData, 4) +
+                                    std::string(nData, '\0'));
+  const std::string plain = Quote((out / "plain.wav").string());
+  const CRunResult info = RunCli("info " + plain);
+  EXPECT_NE(info.strOutput.find("no centre frequency or start time"), std::string::npos) << info.strOutput;
+  const std::string wav = Quote((out / "o.wav").string());
+  EXPECT_EQ(RunCli("demod " + plain + " --freq 14.2M --mode USB -o " + wav).nExitCode, 2);
+  const CRunResult r = RunCli("demod " + plain + " --center-freq 14.2M --start-time 2024-01-01T00:00:00Z --freq 14.2M"
+                              " --mode USB --start \"2024-01-01 00:00:01\" -o " + wav);
+  EXPECT_EQ(r.nExitCode, 0) << r.strOutput;
+  EXPECT_NE(r.strOutput.find("from 1.00 s"), std::string::npos) << r.strOutput;
 }
 
 // Catches a demod that leaves a WAV saying 0 samples when interrupted: after Ctrl-C the file
