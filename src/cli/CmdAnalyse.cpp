@@ -270,15 +270,15 @@ int RunAnalyse(const CliArgs& args) {
                            "discarded (Ctrl-C again quits at once)\n");
     }
   });
-  ReleaseInterrupt();
   const SAnalysisRunState& state = session.RunState();
   if (state.bOpenFailed) {
     cli.Error(strFile + ": the recording's first file to analyse could not be opened (see " +
               LogFilePath().string() + ")");
     return 1;
   }
-  std::fprintf(stderr, "%s %u rows in %.1f s (%.1f MB/s), peak memory %.1f MB\n",
-               Interrupted() ? "Aborted after" : "Analysed", state.nRowsDone, state.dSeconds,
+  // The rows counted are the rows the picture and the project hold.
+  std::fprintf(stderr, "%s %zu rows in %.1f s (%.1f MB/s), peak memory %.1f MB\n",
+               Interrupted() ? "Aborted after" : "Analysed", session.Image().Rows().Count(), state.dSeconds,
                state.dMegabytesPerSecond, static_cast<double>(PeakPrivateMemoryBytes()) / 1e6);
 
   int nResult = 0;
@@ -304,5 +304,6 @@ int RunAnalyse(const CliArgs& args) {
     }
   }
   if (nResult == 0 && Interrupted()) nResult = kExitInterrupted;
+  ReleaseInterrupt();
   return nResult;
 }
