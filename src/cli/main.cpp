@@ -8,14 +8,13 @@
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/RegisteredMessages.h"
+#include "dsp/DSPDemodMain.h"
 
 namespace {
 
 constexpr const char* kFrequencyForms = "HZ: 7100000, 7100k, 7.1M, with or without Hz";
 constexpr const char* kTimeForms =
     "TIME: \"YYYY-MM-DD HH:MM:SS\" or \"YYYY-MM-DDTHH:MM:SSZ\" (UTC), or seconds from the start of the recording";
-constexpr const char* kModes =
-    "modes: LSB USB DSB W-USB CW-L CW-U (or CW) AM NFM WFM BFM SAM ECSS ECSS-L ECSS-U Data-L Data-U Wide-L Wide-U";
 
 struct Command {
   const char* name;
@@ -100,7 +99,11 @@ void PrintCommandUsage(const std::string& name, std::FILE* out) {
   const bool bDemodulates = name == "demod" || name == "play";
   if (bDemodulates || name == "analyse" || name == "history") std::fprintf(out, "  %s\n", kFrequencyForms);
   if (bDemodulates || name == "analyse") std::fprintf(out, "  %s\n", kTimeForms);
-  if (bDemodulates) std::fprintf(out, "  %s\n", kModes);
+  if (bDemodulates) {
+    std::fprintf(out, "  modes:");
+    for (int m = 0; m < eDemodModeCount; ++m) std::fprintf(out, " %s", CDSPDemodMain::ShortName(m));
+    std::fprintf(out, " (CW is CW-U; long names are accepted too)\n");
+  }
 }
 
 int main(int argc, char** argv) {
