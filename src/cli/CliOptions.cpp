@@ -14,8 +14,9 @@
 #include "recording/WaveFileData.h"
 
 CCliOptions::CCliOptions(std::string command, std::set<std::string> valueOptions,
-                         std::set<std::string> flagOptions)
-    : m_command(std::move(command)),
+                         std::set<std::string> flagOptions, std::string program)
+    : m_program(std::move(program)),
+      m_command(std::move(command)),
       m_valueOptions(std::move(valueOptions)),
       m_flagOptions(std::move(flagOptions)) {}
 
@@ -104,7 +105,10 @@ bool CCliOptions::GetDouble(const std::string& name, double& value) const {
 }
 
 void CCliOptions::Error(const std::string& message) const {
-  std::fprintf(stderr, "vexlor-cli %s: %s\n", m_command.c_str(), message.c_str());
+  if (m_command.empty())
+    std::fprintf(stderr, "%s: %s\n", m_program.c_str(), message.c_str());
+  else
+    std::fprintf(stderr, "%s %s: %s\n", m_program.c_str(), m_command.c_str(), message.c_str());
 }
 
 bool CCliOptions::GetMode(const std::string& name, int& nMode) const {

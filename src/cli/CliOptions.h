@@ -1,7 +1,7 @@
 #pragma once
-// A small option parser shared by the sub-commands: positional arguments and
-// "--name value" / "--flag" options, with clear messages for what is wrong. Options named
-// "centre..." are also accepted as "center...".
+// A small option parser shared by vexlor-cli's sub-commands and kelmorth: positional
+// arguments and "--name value" / "--flag" options, with clear messages for what is wrong.
+// Options named "centre..." are also accepted as "center...".
 
 #include <cstdint>
 #include <map>
@@ -16,9 +16,10 @@ struct CRecordingDescription;
 
 class CCliOptions {
  public:
-  // valueOptions take a value ("--fft 4096"); flagOptions take none ("--json").
+  // valueOptions take a value ("--fft 4096"); flagOptions take none ("--json"). Messages
+  // begin with the program's name and the command (when not empty).
   CCliOptions(std::string command, std::set<std::string> valueOptions,
-              std::set<std::string> flagOptions);
+              std::set<std::string> flagOptions, std::string program = "vexlor-cli");
 
   // Parses args; on an unknown option or a missing value prints a message and returns false.
   bool Parse(const CliArgs& args);
@@ -52,10 +53,11 @@ class CCliOptions {
   // Refuses an output that is a file of the recording, or that cannot be created.
   bool CheckOutput(const std::string& output, const CRecordingDescription& desc) const;
 
-  // Prints "vexlor-cli CMD: message" on stderr.
+  // Prints "PROGRAM CMD: message" on stderr.
   void Error(const std::string& message) const;
 
  private:
+  std::string m_program;
   std::string m_command;
   std::set<std::string> m_valueOptions;
   std::set<std::string> m_flagOptions;

@@ -115,10 +115,6 @@ void PrintTable(const CRecordingDescription& d) {
     if (d.m_anFileStartTimes[i]) strStart = "  " + FormatUtcSeconds(d.m_anFileStartTimes[i]);
     std::printf("  %3zu  %s  %u bytes%s\n", i + 1, d.m_astrFileNames[i].c_str(), d.m_anFileSizes[i], strStart.c_str());
   }
-  if (!d.m_astrNotes.empty()) {
-    std::printf("\nNotes:\n");
-    for (const std::string& strNote : d.m_astrNotes) std::printf("  %s\n", strNote.c_str());
-  }
 }
 
 }  // namespace

@@ -166,8 +166,8 @@ int RunPlay(const CliArgs& args) {
   double dRepeatStart = 0.0, dRepeatEnd = 0.0;
   if (auto r = options.Value("repeat")) {
     std::string a, b;
-    if (!ParsePair(*r, a, b) || !ParseTime(options, "repeat", a, desc, dRepeatStart) ||
-        !ParseTime(options, "repeat", b, desc, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
+    if (!ParsePair(*r, a, b) || !options.ParseRecordingTime("repeat", a, desc.m_tStart, dRepeatStart) ||
+        !options.ParseRecordingTime("repeat", b, desc.m_tStart, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
         dRepeatStart >= dDuration) {
       options.Error("--repeat: \"" + *r + "\" is not START,END within the recording");
       return kExitUsage;

@@ -85,7 +85,8 @@ const Command* FindCommand(const std::string& name) {
 }
 
 void PrintUsage(FILE* out) {
-  std::fprintf(out, "usage: vexlor-cli COMMAND [ARGS]   (vexlor-cli COMMAND --help for its options)\n\ncommands:\n");
+  std::fprintf(out, "usage: vexlor-cli [-v|--verbose] COMMAND [ARGS]   (vexlor-cli COMMAND --help for its options)\n\n"
+                    "  -v, --verbose  copy every line of the log to stderr as well\n\ncommands:\n");
   for (const Command& c : kCommands) std::fprintf(out, "  %s\n", c.synopsis);
   std::fprintf(out, "\nexit codes: 0 done, 1 failed, 2 usage error, 130 interrupted\n");
 }
@@ -115,18 +116,28 @@ int main(int argc, char** argv) {
     std::printf("vexlor-cli %s\n", VEXLOR_VERSION);
     return kExitOk;
   }
-  const std::string name = argv[1];
+  int nFirst = 1;
+  if (!std::strcmp(argv[1], "-v") || !std::strcmp(argv[1], "--verbose")) {
+    // The log's lines as they are written, on stderr beside the command's own messages.
+    AddLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
+    ++nFirst;
+    if (argc < 3) {
+      PrintUsage(stderr);
+      return kExitUsage;
+    }
+  }
+  const std::string name = argv[nFirst];
   const Command* c = FindCommand(name);
   if (!c) {
     std::fprintf(stderr, "vexlor-cli: unknown command \"%s\"\n", name.c_str());
     PrintUsage(stderr);
     return kExitUsage;
   }
-  CliArgs args(argv + 2, argv + argc);
+  CliArgs args(argv + nFirst + 1, argv + argc);
   // Help wins over everything else on the line, and nothing is read or written for it.
-  for (const std::string& a : args) {
-    if (a == "--") break;
-    if (a == "--help" || a == "-h") {
+  for (const std::string& arg : args) {
+    if (arg == "--") break;
+    if (arg == "--help" || arg == "-h") {
       PrintCommandUsage(name, stdout);
       return kExitOk;
     }

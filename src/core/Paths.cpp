@@ -1,6 +1,6 @@
 #include "core/Paths.h"
 
-#include "core/UserFaults.h"
+#include "core/EngineFaults.h"
 
 #include <cstdlib>
 #include <string>
@@ -23,7 +23,7 @@ fs::path XdgFolder(const char* variable, const char* fallbackUnderHome) {
 fs::path Ensure(const fs::path& p) {
   std::error_code ec;
   fs::create_directories(p, ec);
-  if (ec) ReportUserFault("cannot make the folder \"" + p.string() + "\": " + ec.message());
+  if (ec) ReportEngineFaultOnce(EEngineFault::FileWrite, "cannot make the folder \"" + p.string() + "\": " + ec.message());
   return p;
 }
 
@@ -38,3 +38,12 @@ fs::path DataFolder() {
 }
 
 fs::path PicturesFolder() { return Ensure(XdgFolder("XDG_PICTURES_DIR", "Pictures")); }
+
+bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+  std::error_code ec;
+  if (std::filesystem::equivalent(a, b, ec)) return true;
+  std::error_code ecA, ecB;
+  const std::filesystem::path ca = std::filesystem::weakly_canonical(a, ecA);
+  const std::filesystem::path cb = std::filesystem::weakly_canonical(b, ecB);
+  return !ecA && !ecB && ca == cb;
+}

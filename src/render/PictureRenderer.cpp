@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <vector>
 
+#include <QBuffer>
 #include <QByteArray>
 #include <QColor>
 #include <QCoreApplication>
@@ -16,6 +20,7 @@
 #include <QString>
 
 #include "analysis/AnalysisImage.h"
+#include "core/AtomicFile.h"
 #include "core/Log.h"
 
 namespace {
@@ -44,18 +49,24 @@ void LogQtMessage(QtMsgType, const QMessageLogContext&, const QString& text) {
 
 // Text needs Qt's font database, which only a QGuiApplication provides. The command-line
 // tool runs without one (and often without a display), so one is made on the offscreen
-// platform at the first drawing and kept for the rest of the process: Qt cannot make a
-// second one after the first is gone. The arguments must outlive it.
+// platform at the first drawing and kept until the process exits: Qt cannot make a second
+// one after the first is gone. The arguments must outlive it.
+QGuiApplication* g_pTextApplication = nullptr;
+
 void EnsureTextApplication() {
-  static QGuiApplication* s_pApplication = nullptr;
-  if (s_pApplication || QCoreApplication::instance()) return;
+  if (g_pTextApplication || QCoreApplication::instance()) return;
   qInstallMessageHandler(LogQtMessage);
   static char szName[] = "vexlor-cli";
   static char szPlatformOption[] = "-platform";
   static char szPlatform[] = "offscreen";
   static char* argv[] = {szName, szPlatformOption, szPlatform, nullptr};
   static int argc = 3;
-  s_pApplication = new QGuiApplication(argc, argv);
+  g_pTextApplication = new QGuiApplication(argc, argv);
+  // Freed before Qt's own statics go, so that its font database lets go of fontconfig.
+  std::atexit([] {
+    delete g_pTextApplication;
+    g_pTextApplication = nullptr;
+  });
 }
 
 // Each label's row gets a tick at the left edge and the time just above it, outlined in
@@ -113,9 +124,18 @@ QImage CPictureRenderer::Render(const CAnalysisImage& image) {
 bool CPictureRenderer::Save(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError) {
   if (!FormatSupported(path, strError)) return false;
   const QImage picture = Render(image);
-  QImageWriter writer(QString::fromStdString(path.string()), FormatOf(path));
+  // Encoded in memory, then written atomically: a kill or a full disk never leaves a
+  // truncated picture in place of the previous one.
+  QBuffer buffer;
+  buffer.open(QIODevice::WriteOnly);
+  QImageWriter writer(&buffer, FormatOf(path));
   if (!writer.write(picture)) {
     strError = ErrorText(path, writer.errorString().toStdString());
+    return false;
+  }
+  const QByteArray& bytes = buffer.data();
+  if (!WriteFileAtomically(path, bytes.constData(), static_cast<std::size_t>(bytes.size()))) {
+    strError = ErrorText(path, std::strerror(errno));
     return false;
   }
   strError.clear();

@@ -15,29 +15,9 @@
 
 namespace {
 
-struct CRunResult {
-  int nExitCode = -1;
-  std::string strOutput;  // stdout and stderr together
-};
+std::string Quote(const std::string& s) { return ShellQuote(s); }
 
-std::string Quote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
-
-CRunResult RunCli(const std::string& args) {
-  CRunResult r;
-  const std::string command = Quote(VEXLOR_CLI_PATH) + " " + args + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return r;
-  char buf[4096];
-  std::size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, pipe)) > 0) r.strOutput.append(buf, n);
-  const int status = pclose(pipe);
-  r.nExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return r;
-}
+CRunResult RunCli(const std::string& args) { return RunProgram(VEXLOR_CLI_PATH, args); }
 
 // The demonstration recording, written once for the whole suite.
 class CliTest : public ::testing::Test {
@@ -67,6 +47,19 @@ TEST_F(CliTest, InfoDescribesTheWholeSeriesAsJson) {
   EXPECT_NE(r.strOutput.find("\"2025-06-01 12:00:00\""), std::string::npos);
   EXPECT_NE(r.strOutput.find("250000"), std::string::npos);
   EXPECT_EQ(r.strOutput.find("\"250000\""), std::string::npos);
+}
+
+TEST_F(CliTest, InfoPrintsTheSummaryRowsAndVerboseCopiesTheLog) {
+  const CRunResult plain = RunCli("info " + First());
+  ASSERT_EQ(plain.nExitCode, 0) << plain.strOutput;
+  EXPECT_NE(plain.strOutput.find("Center Freq      7100000 Hz"), std::string::npos) << plain.strOutput;
+  EXPECT_NE(plain.strOutput.find("Duration         0:01:06"), std::string::npos) << plain.strOutput;
+  EXPECT_EQ(plain.strOutput.find("CXMLMgr> "), std::string::npos);
+  // The log's lines reach stderr only when asked for.
+  const CRunResult verbose = RunCli("--verbose info " + First());
+  ASSERT_EQ(verbose.nExitCode, 0) << verbose.strOutput;
+  EXPECT_NE(verbose.strOutput.find("CXMLMgr> Constructor"), std::string::npos) << verbose.strOutput;
+  EXPECT_EQ(RunCli("--verbose").nExitCode, 2);
 }
 
 TEST_F(CliTest, AnalysedProjectRendersToTheSamePicture) {
