@@ -86,6 +86,15 @@ std::int64_t CAnalysisOptions::Rows(std::int64_t nDataLength, std::uint32_t nByt
   return nDataLength / nStepBytes;
 }
 
+std::uint32_t CAnalysisOptions::FFTSizeForRows(std::int64_t nDataLength, std::uint32_t nBytesPerSample,
+                                              std::uint32_t nOverlapPercent, std::int64_t nMaxRows) {
+  constexpr std::uint32_t kSmallest = 64;
+  constexpr std::uint32_t kLargest = 1u << 26;
+  std::uint32_t nSize = kSmallest;
+  while (nSize < kLargest && Rows(nDataLength, nBytesPerSample, nSize, nOverlapPercent) > nMaxRows) nSize *= 2;
+  return nSize;
+}
+
 void CAnalysisOptions::UpdateDerivedValues(std::uint32_t nBytesPerSecond) {
   m_dAnalysisRBW = m_nAnalysisFFTSize == 0 ? 0.0
                                            : static_cast<double>(m_nRecordingBandwidth) / m_nAnalysisFFTSize;

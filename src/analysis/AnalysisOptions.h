@@ -59,6 +59,11 @@ class CAnalysisOptions {
   // Rows of an analysis of nDataLength bytes.
   static std::int64_t Rows(std::int64_t nDataLength, std::uint32_t nBytesPerSample,
                            std::uint32_t nFFTSize, std::uint32_t nOverlapPercent);
+  // The FFT size (a power of two from 64 up) that gives a picture of a useful height for
+  // nDataLength bytes: the smallest whose rows are at most nMaxRows (so between about half
+  // of nMaxRows and nMaxRows for any but the shortest recordings).
+  static std::uint32_t FFTSizeForRows(std::int64_t nDataLength, std::uint32_t nBytesPerSample,
+                                      std::uint32_t nOverlapPercent, std::int64_t nMaxRows);
   // "%.3f Hz" of the resolution bandwidth; "%.3f GB" of the recording size.
   std::string ResolutionBandwidthText() const;
   std::string RecordingSizeGBText() const;

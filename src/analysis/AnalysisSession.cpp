@@ -139,6 +139,11 @@ bool CAnalysisSession::ReadRecording(const std::filesystem::path& path, CRecordi
 bool CAnalysisSession::OpenRecording(const std::filesystem::path& path, std::string& strError) {
   CRecordingDescription desc;
   if (!ReadRecording(path, desc, strError)) return false;
+  UseRecording(std::move(desc));
+  return true;
+}
+
+void CAnalysisSession::UseRecording(CRecordingDescription desc) {
   m_desc = std::move(desc);
   m_bHaveRecording = true;
   m_options.SetFromRecording(m_desc);
@@ -146,7 +151,6 @@ bool CAnalysisSession::OpenRecording(const std::filesystem::path& path, std::str
   m_options.m_nAnalysisBandwidth = m_options.m_nRecordingBandwidth;
   m_options.m_bAnalysisWholeRange = 1;
   UpdateDerivedValues();
-  return true;
 }
 
 // --- Options ---------------------------------------------------------------------------

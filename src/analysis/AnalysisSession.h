@@ -134,6 +134,8 @@ class CAnalysisSession {
   // (FFT size, overlap, window, picture size) stay. On failure returns false with strError
   // "<path>: <reason>" and leaves the document as it was.
   bool OpenRecording(const std::filesystem::path& path, std::string& strError);
+  // The same with a description already read (and perhaps completed by the user).
+  void UseRecording(CRecordingDescription desc);
   // Recognises and measures a recording without opening it in a session (the whole series,
   // as OpenRecording). False with strError "<path>: <reason>": "File not found", a folder,
   // "File format not supported" or the reader's own reason.

@@ -340,8 +340,8 @@ bool CProjectFile::Load(CAnalysisOptions& options, const fs::path& pathIn, CImag
   CXMLMgr xml;
   xml.SetSizeLimit(ProjectSizeLimit());
   if (!xml.Load(path)) {
-    strMessage = StrFormat("Cannot load project %s: %s", path.string().c_str(), xml.LastError().c_str());
-    LogLine(strMessage);
+    LogLine(StrFormat("Cannot load project %s: %s", path.string().c_str(), xml.LastError().c_str()));
+    strMessage = StrFormat("Cannot load project %s: %s", path.string().c_str(), xml.LastLoadReason().c_str());
     return false;
   }
   return LoadChecked(xml, options, rows, nWidth, nHeight, strTagXml, progress, path.string(), strMessage);
@@ -356,7 +356,7 @@ bool CProjectFile::LoadFromBuffer(CAnalysisOptions& options, const void* pData, 
   CXMLMgr xml;
   xml.SetSizeLimit(ProjectSizeLimit());
   if (!xml.LoadFromBuffer(pData, nSize)) {
-    strMessage = StrFormat("Cannot load project: %s", xml.LastError().c_str());
+    strMessage = StrFormat("Cannot load project: %s", xml.LastLoadReason().c_str());
     return false;
   }
   return LoadChecked(xml, options, rows, nWidth, nHeight, strTagXml, progress, "(buffer)", strMessage);

@@ -114,9 +114,10 @@ std::vector<CSelectionModel::SSummaryRow> CSelectionModel::RecordingRows(const C
       {"End (UTC)", FormatUtcSeconds(d.m_tEnd), "Recording: End time (UTC)"},
       {"Duration", ClockDuration(static_cast<std::int64_t>(d.m_dDuration)), "Recording: Duration"},
   };
-  // Where a header claimed more than its file holds: the figures above are what is there.
-  for (const std::string& strWarning : d.m_astrWarnings)
-    rows.push_back({"Warning", strWarning, "Recording: a file states more than it holds"});
+  // How the recording was read: a header that claimed more than its file holds (the
+  // figures above are what is there), neighbours left out of a series, values assumed.
+  for (const std::string& strNote : d.m_astrNotes)
+    rows.push_back({"Note", strNote, "Recording: how the files were read"});
   return rows;
 }
 

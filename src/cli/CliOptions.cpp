@@ -1,6 +1,7 @@
 #include "cli/CliOptions.h"
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <algorithm>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include "core/QuantityText.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
+#include "recording/OutputGuard.h"
 #include "recording/WaveFileData.h"
 
 CCliOptions::CCliOptions(std::string command, std::set<std::string> valueOptions,
@@ -27,6 +29,12 @@ bool CCliOptions::Parse(const CliArgs& args) {
       if (auto eq = name.find('='); eq != std::string::npos) {
         inlineValue = name.substr(eq + 1);
         name.resize(eq);
+      }
+      // American spelling is accepted for every "centre" option.
+      if (const auto c = name.find("center"); c != std::string::npos) {
+        std::string british = name;
+        british.replace(c, 6, "centre");
+        if (m_valueOptions.count(british) || m_flagOptions.count(british)) name = british;
       }
       if (m_flagOptions.count(name)) {
         if (inlineValue) {
@@ -147,6 +155,50 @@ bool CCliOptions::ParseRecordingTime(const std::string& name, const std::string&
   return false;
 }
 
+bool CCliOptions::GetRecordingTime(const std::string& name, const CRecordingDescription& desc,
+                                   std::int64_t& tUtc) const {
+  const auto v = Value(name);
+  if (!v) return true;
+  double dSeconds = 0.0;
+  if (!ParseRecordingTime(name, *v, desc.m_tStart, dSeconds)) return false;
+  tUtc = desc.m_tStart + static_cast<std::int64_t>(std::floor(dSeconds));
+  return true;
+}
+
+bool CCliOptions::GetFrequency(const std::string& name, double& dHz) const {
+  const auto v = Value(name);
+  if (!v) return true;
+  std::string strError;
+  if (ParseFrequencyText(*v, dHz, strError)) return true;
+  Error("--" + name + ": " + strError);
+  return false;
+}
+
+bool CCliOptions::ApplyRecordingFacts(CRecordingDescription& desc) const {
+  double dCentre = 0.0;
+  if (!GetFrequency("centre-freq", dCentre)) return false;
+  if (Has("centre-freq")) {
+    if (dCentre >= 4294967296.0) {
+      Error("--centre-freq: " + *Value("centre-freq") + " is above 4294967295 Hz");
+      return false;
+    }
+    desc.SetCenterFrequency(static_cast<std::uint32_t>(dCentre));
+  }
+  if (const auto t = Value("start-time")) {
+    std::string strError;
+    std::string text = *t;
+    double dSeconds = 0.0;
+    // Here a time is a calendar time: seconds from a start that is not known mean nothing.
+    if (text.find('-', 1) == std::string::npos ||
+        !ParseRecordingTimeText(text, 0, dSeconds, strError)) {
+      Error("--start-time: \"" + text + "\" is not a UTC time \"YYYY-MM-DD HH:MM:SS\" or \"YYYY-MM-DDTHH:MM:SSZ\"");
+      return false;
+    }
+    desc.SetStartTime(static_cast<std::int64_t>(dSeconds));
+  }
+  return true;
+}
+
 bool CCliOptions::OpenRecording(const std::string& path, CRecordingDescription& desc) const {
   CWaveFileData data;
   if (!data.GetInformation(path, true, desc) || !desc.m_bValid || desc.m_nFiles == 0) {
@@ -154,4 +206,11 @@ bool CCliOptions::OpenRecording(const std::string& path, CRecordingDescription& 
     return false;
   }
   return true;
+}
+
+bool CCliOptions::CheckOutput(const std::string& output, const CRecordingDescription& desc) const {
+  std::string strError;
+  if (CheckOutputForRecording(output, desc, strError)) return true;
+  Error(strError);
+  return false;
 }

@@ -1,6 +1,7 @@
 #pragma once
 // A small option parser shared by vexlor-cli's sub-commands and kelmorth: positional
 // arguments and "--name value" / "--flag" options, with clear messages for what is wrong.
+// Options named "centre..." are also accepted as "center...".
 
 #include <cstdint>
 #include <map>
@@ -41,8 +42,16 @@ class CCliOptions {
   // seconds from the start. name is the option it came from, for the message.
   bool ParseRecordingTime(const std::string& name, const std::string& text, std::int64_t tStart,
                           double& dSeconds) const;
+  // A time as above, as UTC seconds of the recording desc (whole seconds).
+  bool GetRecordingTime(const std::string& name, const CRecordingDescription& desc, std::int64_t& tUtc) const;
+  // --NAME as a frequency in Hz: 7100000, 7100k, 7.1M, with or without "Hz".
+  bool GetFrequency(const std::string& name, double& dHz) const;
   // Recognises the recording FILE belongs to (the whole series).
   bool OpenRecording(const std::string& path, CRecordingDescription& desc) const;
+  // What the user says of a recording whose files do not: --centre-freq HZ, --start-time T.
+  bool ApplyRecordingFacts(CRecordingDescription& desc) const;
+  // Refuses an output that is a file of the recording, or that cannot be created.
+  bool CheckOutput(const std::string& output, const CRecordingDescription& desc) const;
 
   // Prints "PROGRAM CMD: message" on stderr.
   void Error(const std::string& message) const;

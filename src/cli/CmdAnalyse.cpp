@@ -7,8 +7,9 @@
 
 #include <unistd.h>
 
-#include <atomic>
-#include <csignal>
+#include <strings.h>
+
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -18,6 +19,7 @@
 #include "analysis/Palettes.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
+#include "cli/Interrupt.h"
 #include "cli/PictureOptions.h"
 #include "core/Log.h"
 #include "core/ProcessFigures.h"
@@ -26,22 +28,6 @@
 #include "render/PictureRenderer.h"
 
 namespace {
-
-constexpr const char* kUsage =
-    "usage: vexlor-cli analyse FILE [--fft N] [--overlap PERCENT]\n"
-    "         [--window default|bartlett|blackman-std|blackman-opt|hamming|hann|none]\n"
-    "         [--centre HZ] [--bandwidth HZ] [--start \"YYYY-MM-DD HH:MM:SS\"] [--end \"...\"]\n"
-    "         [--width W|full] [--height H|full] [--swap-iq] [--threads M] [--hint fast|best]\n"
-    "         [--project P.xml] [--image I.png] [--palette 0..4|NAME] [--scale auto|LO,HI] [--contrast S]";
-
-// Set by SIGINT; the pump turns it into the abort request.
-std::atomic<bool> g_bInterrupted{false};
-
-extern "C" void OnInterrupt(int) {
-  g_bInterrupted = true;
-  // A second Ctrl-C ends the program at once.
-  std::signal(SIGINT, SIG_DFL);
-}
 
 struct CWindowName {
   const char* pszFlag;
@@ -106,15 +92,13 @@ bool ParseSize(const CCliOptions& cli, const char* pszName, int& nValue, bool& b
   return true;
 }
 
-bool ParseTime(const CCliOptions& cli, const char* pszName, std::int64_t& tValue, bool& bGiven) {
-  const auto text = cli.Value(pszName);
-  if (!text) return true;
-  if (!ParseUtcSeconds(*text, tValue)) {
-    cli.Error(StrFormat("--%s: \"%s\" is not a UTC time \"YYYY-MM-DD HH:MM:SS\"", pszName, text->c_str()));
-    return false;
-  }
-  bGiven = true;
-  return true;
+// The colour scale of the picture as written, for the report.
+std::string ScaleText(const CAnalysisImage& image) {
+  const CImageScaling& scaling = image.Scaling();
+  if (!scaling.Automatic())
+    return StrFormat("scale %d .. %d dB", -std::abs(scaling.ManualFirst()), -std::abs(scaling.ManualSecond()));
+  const CImageScaling::SRange& r = scaling.LastRange();
+  return StrFormat("automatic scale, last row %d .. %d dB, contrast %d", r.nLow, r.nHigh, scaling.Contrast());
 }
 
 }  // namespace
@@ -122,12 +106,16 @@ bool ParseTime(const CCliOptions& cli, const char* pszName, std::int64_t& tValue
 int RunAnalyse(const CliArgs& args) {
   CCliOptions cli("analyse",
                   {"fft", "overlap", "window", "centre", "bandwidth", "start", "end", "width", "height", "threads",
-                   "hint", "project", "image", "palette", "scale", "contrast"},
+                   "hint", "project", "image", "palette", "scale", "contrast", "centre-freq", "start-time"},
                   {"swap-iq"});
-  if (!cli.Parse(args)) return 2;
+  if (!cli.Parse(args)) {
+    PrintCommandUsage("analyse", stderr);
+    return kExitUsage;
+  }
   if (cli.Positional().size() != 1) {
-    std::fprintf(stderr, "%s\n", kUsage);
-    return 2;
+    cli.Error("expected one FILE");
+    PrintCommandUsage("analyse", stderr);
+    return kExitUsage;
   }
   const auto projectPath = cli.Value("project");
   const auto imagePath = cli.Value("image");
@@ -149,7 +137,7 @@ int RunAnalyse(const CliArgs& args) {
   if (const auto window = cli.Value("window")) {
     bool bKnown = false;
     for (const CWindowName& w : kWindows) {
-      if (*window == w.pszFlag) {
+      if (strcasecmp(window->c_str(), w.pszFlag) == 0) {
         eWindow = w.eWindow;
         bKnown = true;
       }
@@ -188,29 +176,71 @@ int RunAnalyse(const CliArgs& args) {
 
   // The recording, then the choices that depend on it.
   const std::string strFile = cli.Positional()[0];
-  if (!session.OpenRecording(strFile, strError)) {
+  CRecordingDescription desc;
+  if (!CAnalysisSession::ReadRecording(strFile, desc, strError)) {
     cli.Error(strError);
-    return 1;
+    return kExitFailed;
   }
+  if (!cli.ApplyRecordingFacts(desc)) return kExitUsage;
+  // Nothing is analysed for an output that could not be written, or that would replace
+  // the recording itself.
+  for (const auto& output : {projectPath, imagePath})
+    if (output && !cli.CheckOutput(*output, desc)) return kExitFailed;
+  session.UseRecording(desc);
   CAnalysisOptions& options = session.MutableOptions();
   options.m_nAnalysisFFTSize = nFFTSize;
   options.m_nAnalysisOverlap = nOverlap;
   options.m_eAnalysisWindow = eWindow;
   options.m_bAnalysisSwapIQ = cli.Has("swap-iq") ? 1 : 0;
+  const int nStoredHint = options.m_nFFTHint;
   if (nHint >= 0) options.m_nFFTHint = nHint;
   // "full" is 0: one column per FFT bin of the band, one line per row of the data.
   options.m_nAnalysisDisplayWidth = bWidthFull ? 0 : nWidth;
   options.m_nAnalysisDisplayHeight = bHeightFull ? 0 : nHeight;
-  if (!ParseUnsigned(cli, "centre", options.m_nAnalysisCenterFreq, 0xFFFFFFFFu) ||
-      !ParseUnsigned(cli, "bandwidth", options.m_nAnalysisBandwidth, 0xFFFFFFFFu))
-    return 2;
-  bool bStartGiven = false, bEndGiven = false;
+  // The band: within the recording's.
+  double dCentre = options.m_nAnalysisCenterFreq, dBandwidth = options.m_nAnalysisBandwidth;
+  if (!cli.GetFrequency("centre", dCentre) || !cli.GetFrequency("bandwidth", dBandwidth)) return kExitUsage;
+  const double dRecordingLow = options.m_nRecordingCenterFreq - options.m_nRecordingBandwidth / 2.0;
+  const double dRecordingHigh = options.m_nRecordingCenterFreq + options.m_nRecordingBandwidth / 2.0;
+  if (dBandwidth > options.m_nRecordingBandwidth || dBandwidth <= 0.0) {
+    cli.Error(StrFormat("--bandwidth: %.0f Hz is not within the recording's %u Hz", dBandwidth,
+                        options.m_nRecordingBandwidth));
+    return kExitUsage;
+  }
+  if (dCentre - dBandwidth / 2.0 < dRecordingLow - 0.5 || dCentre + dBandwidth / 2.0 > dRecordingHigh + 0.5) {
+    cli.Error(StrFormat("the band %.0f .. %.0f Hz is not within the recording's %.0f .. %.0f Hz",
+                        dCentre - dBandwidth / 2.0, dCentre + dBandwidth / 2.0, dRecordingLow, dRecordingHigh));
+    return kExitUsage;
+  }
+  options.m_nAnalysisCenterFreq = static_cast<std::uint32_t>(std::lround(dCentre));
+  options.m_nAnalysisBandwidth = static_cast<std::uint32_t>(std::lround(dBandwidth));
+  // The time range: within the recording, the end after the start.
   std::int64_t tStart = options.m_tRecordingStartUTC, tEnd = options.m_tRecordingEndUTC;
-  if (!ParseTime(cli, "start", tStart, bStartGiven) || !ParseTime(cli, "end", tEnd, bEndGiven)) return 2;
-  if (bStartGiven || bEndGiven) {
+  if (!cli.GetRecordingTime("start", desc, tStart) || !cli.GetRecordingTime("end", desc, tEnd)) return kExitUsage;
+  if (cli.Has("start") || cli.Has("end")) {
+    if (tEnd <= tStart) {
+      cli.Error("--end (" + FormatUtcSeconds(tEnd) + ") is not after --start (" + FormatUtcSeconds(tStart) + ")");
+      return kExitUsage;
+    }
+    if (tStart < options.m_tRecordingStartUTC || tEnd > options.m_tRecordingEndUTC) {
+      cli.Error("the range " + FormatUtcSeconds(tStart) + " .. " + FormatUtcSeconds(tEnd) +
+                " is not within the recording (" + FormatUtcSeconds(options.m_tRecordingStartUTC) + " .. " +
+                FormatUtcSeconds(options.m_tRecordingEndUTC) + " UTC)");
+      return kExitUsage;
+    }
     options.m_bAnalysisWholeRange = 0;
     options.m_tAnalysisStartUTC = tStart;
     options.m_tAnalysisEndUTC = tEnd;
+  }
+  // Without --fft, the size that gives a picture a screen can show.
+  bool bFFTChosen = false;
+  if (!cli.Has("fft")) {
+    const std::uint32_t nBytesPerSecond = options.RecordingBytesPerSecond();
+    options.UpdateDerivedValues(nBytesPerSecond);
+    options.m_nAnalysisFFTSize = CAnalysisOptions::FFTSizeForRows(
+        options.m_nAnalysisDataLength,
+        CAnalysisOptions::BytesPerSample(nBytesPerSecond, options.m_nRecordingBandwidth), nOverlap, 4000);
+    bFFTChosen = true;
   }
   if (nThreads > 0) session.SetMaxThreadsOverride(static_cast<int>(nThreads));
 
@@ -223,29 +253,32 @@ int RunAnalyse(const CliArgs& args) {
     cli.Error(strFile + ": " + strError);
     return 1;
   }
+  // --hint is for this run: the stored options keep the user's own choice.
+  options.m_nFFTHint = nStoredHint;
   session.SaveCurrentOptions();
-  std::fprintf(stderr, "Analysing %s: %u-point FFT, %s, %d rows, %.3f GB\n", strFile.c_str(),
-               options.m_nAnalysisFFTSize, options.ResolutionBandwidthText().c_str(), options.m_nAnalysisDisplayRows,
+  if (nHint >= 0) options.m_nFFTHint = nHint;
+  std::fprintf(stderr, "Analysing %s: %u-point FFT%s, %s, %d rows, %.3f GB\n", strFile.c_str(),
+               options.m_nAnalysisFFTSize, bFFTChosen ? " (chosen for the recording's length; --fft sets it)" : "",
+               options.ResolutionBandwidthText().c_str(), options.m_nAnalysisDisplayRows,
                static_cast<double>(options.m_nAnalysisDataLength) / 1e9);
-  g_bInterrupted = false;
-  std::signal(SIGINT, OnInterrupt);
+  CatchInterrupt();
   bool bAbortNoted = false;
-  session.PumpUntilFinished(&g_bInterrupted, [&] {
-    if (g_bInterrupted && !bAbortNoted) {
+  session.PumpUntilFinished(&InterruptFlag(), [&] {
+    if (Interrupted() && !bAbortNoted) {
       bAbortNoted = true;
       std::fprintf(stderr, "\nAborting: what was analysed is kept; the rest of the recording is read and "
                            "discarded (Ctrl-C again quits at once)\n");
     }
   });
-  std::signal(SIGINT, SIG_DFL);
   const SAnalysisRunState& state = session.RunState();
   if (state.bOpenFailed) {
     cli.Error(strFile + ": the recording's first file to analyse could not be opened (see " +
               LogFilePath().string() + ")");
     return 1;
   }
-  std::fprintf(stderr, "%s %u rows in %.1f s (%.1f MB/s), peak memory %.1f MB\n",
-               g_bInterrupted ? "Aborted after" : "Analysed", state.nRowsDone, state.dSeconds,
+  // The rows counted are the rows the picture and the project hold.
+  std::fprintf(stderr, "%s %zu rows in %.1f s (%.1f MB/s), peak memory %.1f MB\n",
+               Interrupted() ? "Aborted after" : "Analysed", session.Image().Rows().Count(), state.dSeconds,
                state.dMegabytesPerSecond, static_cast<double>(PeakPrivateMemoryBytes()) / 1e6);
 
   int nResult = 0;
@@ -263,12 +296,14 @@ int RunAnalyse(const CliArgs& args) {
     ApplyPictureOptions(picture, session);
     const CAnalysisImage& image = session.Image();
     if (CPictureRenderer::Save(image, *imagePath, strError)) {
-      std::printf("Image: %s (%d x %d pixels, palette \"%s\")\n", std::filesystem::absolute(*imagePath).c_str(),
-                  image.Width(), image.Height(), CPalettes::Name(image.Palette()));
+      std::printf("Image: %s (%d x %d pixels, palette \"%s\", %s)\n", std::filesystem::absolute(*imagePath).c_str(),
+                  image.Width(), image.Height(), CPalettes::Name(image.Palette()), ScaleText(image).c_str());
     } else {
       cli.Error(strError);
       nResult = 1;
     }
   }
+  if (nResult == 0 && Interrupted()) nResult = kExitInterrupted;
+  ReleaseInterrupt();
   return nResult;
 }

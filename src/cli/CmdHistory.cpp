@@ -1,7 +1,7 @@
-// vexlor-cli history P.xml --freq HZ [--fixed-scale]
+// vexlor-cli history P.xml --freq HZ [--fixed-scale] [--json]
 //
-// The signal history of one frequency of a saved project as CSV on stdout: one line
-// "time,level" per point (UTC "YYYY-MM-DD HH:MM:SS", dB). What was chosen (the picture
+// The signal history of one frequency of a saved project as CSV on stdout: a header
+// "time_utc,level_db", then one line per point (ISO 8601 UTC, dB); or the same as JSON. What was chosen (the picture
 // column, minute mode) and the level axis range go to stderr.
 
 #include <cstdio>
@@ -17,14 +17,18 @@
 #include "persist/MySettingsStore.h"
 
 int RunHistory(const CliArgs& args) {
-  CCliOptions cli("history", {"freq"}, {"fixed-scale"});
-  if (!cli.Parse(args)) return 2;
+  CCliOptions cli("history", {"freq"}, {"fixed-scale", "json"});
+  if (!cli.Parse(args)) {
+    PrintCommandUsage("history", stderr);
+    return kExitUsage;
+  }
   if (cli.Positional().size() != 1 || !cli.Has("freq")) {
-    cli.Error("usage: vexlor-cli history P.xml --freq HZ [--fixed-scale]");
-    return 2;
+    cli.Error("needs P.xml and --freq");
+    PrintCommandUsage("history", stderr);
+    return kExitUsage;
   }
   double dFrequencyHz = 0.0;
-  if (!cli.GetDouble("freq", dFrequencyHz)) return 2;
+  if (!cli.GetFrequency("freq", dFrequencyHz)) return kExitUsage;
 
   const std::string projectPath = cli.Positional()[0];
   CMySettingsStore settings;
@@ -35,7 +39,7 @@ int RunHistory(const CliArgs& args) {
   if (nColumn < 0) {
     cli.Error(StrFormat("--freq: %.0f Hz lies outside the picture, which spans %.0f .. %.0f Hz", dFrequencyHz,
                         session.ColumnFrequency(0), session.ColumnFrequency(nWidth - 1)));
-    return 1;
+    return kExitUsage;
   }
 
   const CSignalHistory history = session.SignalHistoryOfColumn(nColumn);
@@ -45,9 +49,18 @@ int RunHistory(const CliArgs& args) {
                history.MinuteMode() ? " (one per minute)" : "", StrFormat(scale.pszFormat, scale.dLow).c_str(),
                StrFormat(scale.pszFormat, scale.dHigh).c_str());
 
-  std::printf("time,level\n");
-  for (const CSignalHistory::SPoint& point : history.Points()) {
-    std::printf("%s,%.3f\n", FormatUtcSeconds(point.tSeconds).c_str(), point.dLevel);
+  constexpr const char* kIso8601 = "%Y-%m-%dT%H:%M:%SZ";
+  if (cli.Has("json")) {
+    std::printf("{\n  \"frequency_hz\": %.0f,\n  \"points\": [", session.ColumnFrequency(nColumn));
+    const auto& points = history.Points();
+    for (std::size_t i = 0; i < points.size(); ++i)
+      std::printf("%s\n    {\"time_utc\": \"%s\", \"level_db\": %.3f}", i ? "," : "",
+                  FormatUtcSeconds(points[i].tSeconds, kIso8601).c_str(), points[i].dLevel);
+    std::printf("%s]\n}\n", points.empty() ? "" : "\n  ");
+    return kExitOk;
   }
-  return 0;
+  std::printf("time_utc,level_db\n");
+  for (const CSignalHistory::SPoint& point : history.Points())
+    std::printf("%s,%.3f\n", FormatUtcSeconds(point.tSeconds, kIso8601).c_str(), point.dLevel);
+  return kExitOk;
 }

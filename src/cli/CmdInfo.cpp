@@ -89,7 +89,11 @@ void PrintJson(const std::string& strFile, const CRecordingDescription& d) {
   std::printf("  \"center_frequency\": %u,\n", d.m_nCenterFrequency);
   std::printf("  \"total_millions\": %u,\n", d.m_nTotalMillions);
   std::printf("  \"total_remainder\": %u,\n", d.m_nTotalRemainder);
-  std::printf("  \"total_bytes\": %llu\n", static_cast<unsigned long long>(d.TotalBytes()));
+  std::printf("  \"total_bytes\": %llu,\n", static_cast<unsigned long long>(d.TotalBytes()));
+  std::printf("  \"notes\": [");
+  for (std::size_t i = 0; i < d.m_astrNotes.size(); ++i)
+    std::printf("%s\n    %s", i ? "," : "", JsonString(d.m_astrNotes[i]).c_str());
+  std::printf("%s]\n", d.m_astrNotes.empty() ? "" : "\n  ");
   std::printf("}\n");
 }
 

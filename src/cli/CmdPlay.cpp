@@ -3,6 +3,8 @@
 // playing time and file position are shown on one status line; Ctrl-C stops cleanly, with
 // the device closed and a recording completed.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -17,6 +19,7 @@
 
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
+#include "cli/Interrupt.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
@@ -26,23 +29,10 @@ namespace {
 
 using namespace std::chrono_literals;
 
-std::atomic<bool> g_bInterrupted{false};
-
-void OnInterrupt(int) { g_bInterrupted = true; }
-
-void PrintUsage() {
-  std::fprintf(stderr,
-               "usage: vexlor-cli play FILE --freq HZ --mode NAME [--start TIME] [--seconds S]\n"
-               "                        [--filter LO,HI] [--volume 0..100] [--device ID|null]\n"
-               "                        [--repeat START,END] [--record OUT.wav|OUT.mp3]\n"
-               "  --start    \"YYYY-MM-DD HH:MM:SS\" (UTC) or seconds from the start of the recording\n"
-               "  --seconds  how long to play (default: to the end of the recording)\n"
-               "  --filter   pass-band edges in Hz (default: suited to the mode)\n"
-               "  --volume   output level in percent (default 100)\n"
-               "  --device   a Wave ID of \"vexlor-cli devices\", or null for the silent 48 kHz clock\n"
-               "             (default: the system's default output; the null device without a sound card)\n"
-               "  --repeat   play START..END (seconds from the start of the recording) over and over\n"
-               "  --record   also record the played audio to a WAV or MP3 file\n");
+// A time given as UTC text or as seconds from the recording's start.
+bool ParseTime(const CCliOptions& options, const std::string& strName, const std::string& strText,
+               const CRecordingDescription& desc, double& dSeconds) {
+  return options.ParseRecordingTime(strName, strText, desc.m_tStart, dSeconds);
 }
 
 bool ParsePair(const std::string& strText, std::string& strFirst, std::string& strSecond) {
@@ -64,31 +54,32 @@ std::string FormatPlayingTime(std::int64_t nSeconds) {
 
 int RunPlay(const CliArgs& args) {
   CCliOptions options("play",
-                      {"freq", "mode", "start", "seconds", "filter", "volume", "device", "repeat", "record"}, {});
+                      {"freq", "mode", "start", "seconds", "filter", "volume", "device", "repeat", "record",
+                       "centre-freq", "start-time"},
+                      {});
   if (!options.Parse(args)) {
-    PrintUsage();
-    return 2;
+    PrintCommandUsage("play", stderr);
+    return kExitUsage;
   }
   if (options.Positional().size() != 1 || !options.Has("freq") || !options.Has("mode")) {
     options.Error("needs FILE, --freq and --mode");
-    PrintUsage();
-    return 2;
+    PrintCommandUsage("play", stderr);
+    return kExitUsage;
   }
   const std::string strInput = options.Positional()[0];
 
   int nMode = -1;
-  if (!options.GetMode("mode", nMode)) return 1;
   double dFreqHz = 0.0;
-  if (!options.GetDouble("freq", dFreqHz)) return 1;
+  if (!options.GetMode("mode", nMode) || !options.GetFrequency("freq", dFreqHz)) return kExitUsage;
   std::int64_t nVolume = 100;
-  if (!options.GetInt64("volume", nVolume)) return 1;
+  if (!options.GetInt64("volume", nVolume)) return kExitUsage;
   if (nVolume < 0 || nVolume > 100) {
     options.Error("--volume must be between 0 and 100");
-    return 1;
+    return kExitUsage;
   }
   int nLow = 0, nHigh = 0;
   CDSPDemodMain::DefaultPassBand(nMode, 500, nLow, nHigh);
-  if (!options.GetPassBand("filter", nLow, nHigh)) return 1;
+  if (!options.GetPassBand("filter", nLow, nHigh)) return kExitUsage;
 
   // The device: a number of the playback list, or the null clock.
   EAudioBackendChoice eBackend = EAudioBackendChoice::Auto;
@@ -101,7 +92,7 @@ int RunPlay(const CliArgs& args) {
       std::int64_t nID = 0;
       if (!options.GetInt64("device", nID) || nID < 0 || nID > 0xFFFFFFFEll) {
         options.Error("--device must be a Wave ID (see \"vexlor-cli devices\") or null");
-        return 1;
+        return kExitUsage;
       }
       nDeviceID = static_cast<std::uint32_t>(nID);
     }
@@ -118,26 +109,28 @@ int RunPlay(const CliArgs& args) {
       eRecordFormat = AUDIO_RECORD_MP3;
     } else {
       options.Error("--record: \"" + *r + "\" must end in .wav or .mp3");
-      return 1;
+      return kExitUsage;
     }
   }
 
   CRecordingDescription desc;
-  if (!options.OpenRecording(strInput, desc)) return 1;
+  if (!options.OpenRecording(strInput, desc)) return kExitFailed;
+  if (!options.ApplyRecordingFacts(desc)) return kExitUsage;
+  if (eRecordFormat >= 0 && !options.CheckOutput(recordPath.string(), desc)) return kExitFailed;
   const double dDuration = PlayDurationSeconds(desc);
   double dStart = 0.0;
-  if (auto s = options.Value("start"); s && !options.ParseRecordingTime("start", *s, desc.m_tStart, dStart)) return 1;
+  if (auto s = options.Value("start"); s && !ParseTime(options, "start", *s, desc, dStart)) return kExitUsage;
   if (std::string strError; !CheckPlayRequest(desc, dFreqHz, dStart, strError)) {
     options.Error(strInput + ": " + strError);
-    return 1;
+    return kExitUsage;
   }
   const double dOffsetHz = dFreqHz - static_cast<double>(desc.m_nCenterFrequency);
   double dSeconds = 0.0;  // 0: to the end
   if (options.Has("seconds")) {
-    if (!options.GetDouble("seconds", dSeconds)) return 1;
+    if (!options.GetDouble("seconds", dSeconds)) return kExitUsage;
     if (!(dSeconds > 0.0)) {
       options.Error("--seconds must be above 0");
-      return 1;
+      return kExitUsage;
     }
   }
   bool bRepeat = false;
@@ -148,7 +141,7 @@ int RunPlay(const CliArgs& args) {
         !options.ParseRecordingTime("repeat", b, desc.m_tStart, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
         dRepeatStart >= dDuration) {
       options.Error("--repeat: \"" + *r + "\" is not START,END within the recording");
-      return 1;
+      return kExitUsage;
     }
     bRepeat = true;
     // Play starts where the repeat range does, unless told otherwise.
@@ -171,7 +164,7 @@ int RunPlay(const CliArgs& args) {
   });
   if (!session.Start(bRepeat)) {
     std::fprintf(stderr, "vexlor-cli play: the player thread could not be started\n");
-    return 1;
+    return kExitFailed;
   }
   session.SetTuningOffset(static_cast<int>(dOffsetHz));
   if (bRepeat) session.SetRepeatRange(desc, dRepeatStart, dRepeatEnd);
@@ -195,14 +188,12 @@ int RunPlay(const CliArgs& args) {
   std::string strMessage;
   if (!session.Play(desc, dStart, false, strMessage)) {
     std::fprintf(stderr, "vexlor-cli play: %s: %s\n", strInput.c_str(), strMessage.c_str());
-    return 1;
+    return kExitFailed;
   }
 
-  g_bInterrupted = false;
-  struct sigaction action {};
-  action.sa_handler = OnInterrupt;
-  struct sigaction previous {};
-  sigaction(SIGINT, &action, &previous);
+  CatchInterrupt();
+  const bool bTerminal = isatty(STDERR_FILENO) == 1;
+  bool bRecordingFailed = false;
 
   int nExit = 0;
   bool bStarted = false;
@@ -215,15 +206,20 @@ int RunPlay(const CliArgs& args) {
                ? std::filesystem::path(desc.m_astrFileNames[s.m_nFileIndex]).filename().string()
                : std::string();
   };
-  while (!g_bInterrupted.load()) {
+  const auto noteRecordingFailure = [&](const CPlayerState& s) {
+    if (!s.m_bRecordingFailed) return;
+    nExit = kExitFailed;
+    bRecordingFailed = true;
+  };
+  while (!Interrupted()) {
     std::this_thread::sleep_for(20ms);
     state = session.State();
     if (state.m_bFileOpenFailed) {
-      std::fprintf(stderr, "\rvexlor-cli play: cannot open the recording's file (see the log)\n");
-      nExit = 1;
+      std::fprintf(stderr, "\rvexlor-cli play: cannot open the recording's file (see %s)\n", LogFilePath().c_str());
+      nExit = kExitFailed;
       break;
     }
-    if (state.m_bRecordingFailed) nExit = 1;
+    noteRecordingFailure(state);
     if (state.m_bEnded) break;
     const auto tNow = std::chrono::steady_clock::now();
     if (!bStarted && state.m_nBlocks > 0) {
@@ -231,12 +227,12 @@ int RunPlay(const CliArgs& args) {
       tPlayStart = tNow;
       if (state.m_bDeviceFailed) {
         std::fprintf(stderr, "\rvexlor-cli play: the audio device %s could not be opened\n", strDeviceName.c_str());
-        nExit = 1;
+        nExit = kExitFailed;
         break;
       }
     }
     if (dSeconds > 0.0 && bStarted && std::chrono::duration<double>(tNow - tPlayStart).count() >= dSeconds) break;
-    if (tNow - tLastStatus >= 250ms) {
+    if (bTerminal && tNow - tLastStatus >= 250ms) {
       tLastStatus = tNow;
       if (!bStarted)
         std::fprintf(stderr, "\r  Starting ...");
@@ -250,16 +246,22 @@ int RunPlay(const CliArgs& args) {
   // What the device still holds plays out (about 0.1 s) unless interrupted.
   if (state.m_bEnded && nExit == 0) {
     const auto tDrain = std::chrono::steady_clock::now() + 2s;
-    while (!g_bInterrupted.load() && session.Thread().QueuedAudioBuffers() > 1 &&
-           std::chrono::steady_clock::now() < tDrain)
+    while (!Interrupted() && session.Thread().QueuedAudioBuffers() > 1 && std::chrono::steady_clock::now() < tDrain)
       std::this_thread::sleep_for(10ms);
   }
-  sigaction(SIGINT, &previous, nullptr);
+  ReleaseInterrupt();
   session.Shutdown();
   state = session.State();
-  if (state.m_bRecordingFailed) nExit = 1;
-  std::fprintf(stderr, "\r  Played %s  %s + %u bytes%s%-20s\n", FormatPlayingTime(state.m_nPlayingSeconds).c_str(),
-               fileName(state).c_str(), state.m_nPosition, g_bInterrupted.load() ? " (interrupted)" : "", "");
-  if (eRecordFormat >= 0) std::fprintf(stderr, "  Recorded to %s\n", recordPath.c_str());
+  noteRecordingFailure(state);
+  std::fprintf(stderr, "%s  Played %s  %s + %u bytes%s%-20s\n", bTerminal ? "\r" : "",
+               FormatPlayingTime(state.m_nPlayingSeconds).c_str(), fileName(state).c_str(), state.m_nPosition,
+               Interrupted() ? " (interrupted)" : "", "");
+  if (eRecordFormat >= 0) {
+    if (bRecordingFailed)
+      std::fprintf(stderr, "  Recording to %s failed (see %s)\n", recordPath.c_str(), LogFilePath().c_str());
+    else
+      std::fprintf(stderr, "  Recorded to %s\n", recordPath.c_str());
+  }
+  if (nExit == 0 && Interrupted()) nExit = kExitInterrupted;
   return nExit;
 }

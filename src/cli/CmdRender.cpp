@@ -10,6 +10,7 @@
 #include "analysis/Palettes.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
+#include "recording/OutputGuard.h"
 #include "cli/PictureOptions.h"
 #include "cli/ProjectInput.h"
 #include "persist/MySettingsStore.h"
@@ -17,19 +18,26 @@
 
 int RunRender(const CliArgs& args) {
   CCliOptions cli("render", {"image", "palette", "scale", "contrast"}, {});
-  if (!cli.Parse(args)) return 2;
+  if (!cli.Parse(args)) {
+    PrintCommandUsage("render", stderr);
+    return kExitUsage;
+  }
   if (cli.Positional().size() != 1 || !cli.Has("image")) {
-    cli.Error("usage: vexlor-cli render P.xml --image I.png [--palette 0..4|NAME] [--scale auto|LO,HI] "
-              "[--contrast 0..100]");
-    return 2;
+    cli.Error("needs P.xml and --image");
+    PrintCommandUsage("render", stderr);
+    return kExitUsage;
   }
   SPictureOptions picture;
-  if (!ParsePictureOptions(cli, picture)) return 2;
-  const std::string imagePath = *cli.Value("image");
+  if (!ParsePictureOptions(cli, picture)) return kExitUsage;
+  const std::string imagePath = cli.Value("image").value_or("");
   std::string strError;
   if (!CPictureRenderer::FormatSupported(imagePath, strError)) {
     cli.Error(strError);
-    return 1;
+    return kExitUsage;
+  }
+  if (!CheckOutputIsNotInput(imagePath, {cli.Positional()[0]}, strError) || !CheckOutputFolder(imagePath, strError)) {
+    cli.Error(strError);
+    return kExitFailed;
   }
 
   CMySettingsStore settings;

@@ -39,8 +39,13 @@ bool ParsePictureOptions(const CCliOptions& cli, SPictureOptions& picture) {
       int nLow = 0;
       int nHigh = 0;
       if (comma == std::string::npos || !ParseLevel(scale->substr(0, comma), nLow) ||
-          !ParseLevel(scale->substr(comma + 1), nHigh) || nLow == nHigh) {
-        cli.Error("--scale: \"" + *scale + "\" is neither \"auto\" nor two different levels in dB as LO,HI "
+          !ParseLevel(scale->substr(comma + 1), nHigh)) {
+        cli.Error("--scale: \"" + *scale + "\" is neither \"auto\" nor two levels in dB as LO,HI "
+                  "(for example -150,-60)");
+        return false;
+      }
+      if (nLow >= nHigh) {
+        cli.Error("--scale: \"" + *scale + "\" is inverted: LO (the weakest colour) must be below HI "
                   "(for example -150,-60)");
         return false;
       }

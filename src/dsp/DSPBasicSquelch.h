@@ -21,10 +21,12 @@ class CDSPBasicSquelch {
   // bandwidth term); openDb should be above closeDb. hangSamples counts IF samples.
   void Setup(bool enabled, float openDb, float closeDb, int hangSamples);
 
-  // Mutes audio[k] for k < ifCount by the level of if[k]: audio is addressed by the IF index
-  // (as designed; it must hold at least ifCount samples) and samples beyond are left as they
-  // are. bandwidthFraction is the channel filter's width as a fraction of the IF rate.
-  void Process(float* audio, const std::complex<float>* ifSamples, int ifCount,
+  // Measures the level of the ifCount IF samples and mutes the audioCount audio samples
+  // by it: audio[k] follows the state after IF sample k, and audio beyond the IF count (the
+  // sideband demodulators release audio in FFT-sized runs) follows the state at the end of
+  // the block, so a closed squelch silences the whole block. bandwidthFraction is the
+  // channel filter's width as a fraction of the IF rate.
+  void Process(float* audio, int audioCount, const std::complex<float>* ifSamples, int ifCount,
                double bandwidthFraction);
 
   bool IsEnabled() const { return m_bEnabled; }

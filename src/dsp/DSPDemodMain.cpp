@@ -160,6 +160,8 @@ void CDSPDemodMain::SetMode(int mode) {
   for (CDSPSpectrumTap& tap : m_aSpectrumTaps) tap.SetSampleRate(m_nIFRate);
   ApplySquelchSettings();
   m_demodulate.SetUp(mode, m_nIFRate);
+  m_fmStartFade.Stop();
+  m_bFMStartPending = IsFMMode(mode);
   // The spectral-subtraction frames follow the audio rate (the Ephraim-Malah library keeps
   // its own 8000 Hz setting).
   m_noiseReduction.RTA().Setup(m_nAudioRate);
@@ -216,7 +218,9 @@ void CDSPDemodMain::SetSquelch(bool enabled, int level, bool automatic, bool tri
 }
 
 void CDSPDemodMain::ApplySquelchSettings() {
-  m_fmSquelch.Setup(m_bSquelchEnabled, m_nSquelchLevel, m_nIFRate, m_bSquelchAutomatic, m_bSquelchTrigger);
+  // The FM squelch filters the demodulated audio, so its noise band is designed at the audio
+  // rate: at broadcast FM's 250 kHz IF rate it would land in the programme near 400 Hz.
+  m_fmSquelch.Setup(m_bSquelchEnabled, m_nSquelchLevel, m_nAudioRate, m_bSquelchAutomatic, m_bSquelchTrigger);
   m_otherSquelch.Setup(m_bSquelchEnabled, m_nSquelchLevel, m_nIFRate);
   // The basic squelch's hang counts IF samples, so it follows the IF rate of the mode.
   const float open = static_cast<float>(m_nSquelchLevel);
@@ -305,17 +309,19 @@ void CDSPDemodMain::ProcessBlock(const std::complex<float>* in, int n, int inRat
   if (m_aIF.empty()) AllocateBuffers();
 
   const int halfRate = inRateHz / 2;
-  int offset = m_nTuningOffset;
-  if (std::abs(offset) >= halfRate) return;
+  if (std::abs(m_nTuningOffset) >= halfRate) return;
+  double offset = m_nTuningOffset;
   if (m_nMode == eDemodCWL) {
     offset += m_nCWPitch;
   } else if (m_nMode == eDemodCWU) {
     offset -= m_nCWPitch;
   } else if (IsECSSMode(m_nMode)) {
-    offset += static_cast<int>(m_demodulate.CarrierOffset());
-    offset = std::clamp(offset, -halfRate, halfRate);
+    // The tracker's correction keeps its fraction of a hertz: whole hertz would leave the
+    // carrier turning by up to a cycle a second.
+    offset = std::clamp(offset + m_demodulate.CarrierOffset(), -static_cast<double>(halfRate),
+                        static_cast<double>(halfRate));
   }
-  const double mixOffset = static_cast<double>(offset) + m_nExtraOffset;
+  const double mixOffset = offset + m_nExtraOffset;
 
   // Produce IF samples, keeping within the working buffers.
   const int room = kBufferSize - m_nIFCount;
@@ -368,9 +374,20 @@ void CDSPDemodMain::ProcessBlock(const std::complex<float>* in, int n, int inRat
   if (IsCWMode(m_nMode)) m_cwPeak.Process(audio, audioCount);
   if (IsFMMode(m_nMode)) {
     m_fmSquelch.Process(audio, audioCount);
+    if (m_bFMStartPending) {
+      // Silent while the channel filter's start-up transient (the down-converter's and its
+      // own delay, and its taps filling) and the demodulator's audio filters pass, then a
+      // fade-in of 10 ms.
+      const double transientIF = m_downConvert.Delay() +
+                                 (m_channelFilter.IsEnabled() ? CDSPDemodFilter::kInitialLatency + CDSPDemodFilter::kTaps : 0);
+      const double silence = transientIF * m_nAudioRate / m_nIFRate + 2.0 * m_demodulate.Delay(m_nMode);
+      m_fmStartFade.Restart(static_cast<int>(std::ceil(silence)), m_nAudioRate / 100);
+      m_bFMStartPending = false;
+    }
+    m_fmStartFade.Process(audio, audioCount);
   } else {
     const double bandwidth = m_channelFilter.IsEnabled() ? m_channelFilter.BandwidthFraction() : 1.0;
-    m_basicSquelch.Process(audio, iq, ifCount, bandwidth);
+    m_basicSquelch.Process(audio, audioCount, iq, ifCount, bandwidth);
   }
   if (!IsFMMode(m_nMode) && audioCount > 0) {
     double* agcIn = m_aAgcIn.data();

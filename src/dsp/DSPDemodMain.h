@@ -33,6 +33,7 @@
 #include "dsp/DSPPolyphaseResampler.h"
 #include "dsp/DSPRunningMean.h"
 #include "dsp/DSPSpectrumTap.h"
+#include "dsp/DSPStartFade.h"
 
 // Where the channel filter places the two positive pass-band edges (low L, high H).
 enum class EPassBand {
@@ -165,6 +166,8 @@ class CDSPDemodMain {
   CDSPNoiseReduction m_noiseReduction;
   CDSPOtherSquelch m_otherSquelch;  // kept set up with the squelch settings, never run
   CDSPPolyphaseResampler m_resampler;
+  CDSPStartFade m_fmStartFade;
+  bool m_bFMStartPending = false;  // the fade's length is known once the first block is down-converted
 
   // Settings.
   int m_nMode = -1;

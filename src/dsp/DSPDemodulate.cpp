@@ -67,6 +67,7 @@ void CDSPDemodulate::SetUp(int mode, int ifRateHz)
     case eDemodECSSL:
     case eDemodECSSU:
         m_tracker.Reset();
+        m_ecssPll.Reset();
         break;
     default:
         break;
@@ -241,8 +242,15 @@ int CDSPDemodulate::Demodulate(int mode, const std::complex<float>* in, int n, f
         m_amHighPass.Process(out, n);
         return n;
     case eDemodECSS:
+        // Both sidebands: the audio is I only while the carrier lies on the I axis. The
+        // tracker pulls the tuning to the carrier's frequency; the loop holds its phase, or
+        // the audio would fade in and out with the residual offset.
+        m_ecssPll.Process(in, n, out);
+        m_amHighPass.Process(out, n);
+        return n;
     case eDemodECSSL:
     case eDemodECSSU:
+        // One sideband: I is the audio whatever the carrier's phase.
         for (int k = 0; k < n; ++k)
             out[k] = z[2 * k];
         m_amHighPass.Process(out, n);

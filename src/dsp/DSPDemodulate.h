@@ -11,8 +11,8 @@
 //   NFM, WFM (discriminator)   n                           IF rate
 //   BFM                        after decimation by 4 and   48,000 Hz
 //                              resampling
-//   Sync. AM (PLL), ECSS-*,    n                           IF rate
-//   Data-*, Wide-* (I)
+//   Sync. AM and ECSS (PLL),   n                           IF rate
+//   ECSS-L/U, Data-*, Wide-* (I)
 //
 // It also holds the ECSS carrier tracker whose accumulated offset the chain adds to its
 // tuning offset. Output buffers must hold MaxOutputCount(mode, n) samples.
@@ -80,6 +80,7 @@ private:
     CDemodHighPassFilter m_amHighPass;
 
     CDSPSyncAMPLL m_pll;
+    CDSPSyncAMPLL m_ecssPll;  // holds the carrier's phase in "ECSS"; restarted with the mode
     CDSPSidebandDemod m_sideband;
     CDSPCarrierTracker m_tracker;
 

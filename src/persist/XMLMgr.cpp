@@ -123,6 +123,7 @@ bool CXMLMgr::AdoptParsed(std::unique_ptr<pugi::xml_document> pDoc, const pugi::
                                  ? SystemErrorText(nErrno)
                                  : StrFormat("%s at offset %lld", result.description(),
                                              static_cast<long long>(result.offset));
+    m_strLastReason = text;
     m_strLastError = StrFormat("MSXML2::IXMLDOMDocument Load Fail, error = %08X, text = %s",
                                static_cast<unsigned>(result.status), text.c_str());
     LogLine(m_strLastError);
@@ -130,6 +131,7 @@ bool CXMLMgr::AdoptParsed(std::unique_ptr<pugi::xml_document> pDoc, const pugi::
   }
   const int nDepth = ElementDepth(*pDoc);
   if (nDepth > kMaxDepth) {
+    m_strLastReason = StrFormat("elements nested %d deep (at most %d levels are accepted)", nDepth, kMaxDepth);
     m_strLastError = StrFormat("MSXML2::IXMLDOMDocument Load Fail, error = %08X, text = elements nested %d deep "
                                "(at most %d levels are accepted)",
                                static_cast<unsigned>(pugi::status_bad_start_element), nDepth, kMaxDepth);
@@ -145,6 +147,8 @@ bool CXMLMgr::AdoptParsed(std::unique_ptr<pugi::xml_document> pDoc, const pugi::
 
 bool CXMLMgr::RefuseSize(std::uint64_t nBytes) {
   if (nBytes <= m_nSizeLimit) return false;
+  m_strLastReason = StrFormat("%llu bytes is more than the %llu bytes accepted", static_cast<unsigned long long>(nBytes),
+                              static_cast<unsigned long long>(m_nSizeLimit));
   m_strLastError = StrFormat("MSXML2::IXMLDOMDocument Load Fail, error = %08X, text = %llu bytes is more than "
                              "the %llu bytes accepted",
                              static_cast<unsigned>(pugi::status_out_of_memory), static_cast<unsigned long long>(nBytes),

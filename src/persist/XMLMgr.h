@@ -125,6 +125,9 @@ class CXMLMgr {
   const std::vector<std::string>& HeaderLines() const { return m_astrHeaderLines; }
 
   const std::string& LastError() const { return m_strLastError; }
+  // Why the last load failed, in words for the user ("No such file or directory", "unexpected
+  // end of data at offset 120"); LastError() is the form written to the log.
+  const std::string& LastLoadReason() const { return m_strLastReason; }
 
   // The system's message for an errno value, on one line ("Unknown error %u" when there is
   // none), for the "text = %s" part of the error texts.
@@ -155,5 +158,6 @@ class CXMLMgr {
   bool m_bEncodingUTF8 = false;
   bool m_bEncodingISO88591 = false;
   std::string m_strLastError;
+  std::string m_strLastReason;
   std::vector<std::string> m_astrHeaderLines;
 };

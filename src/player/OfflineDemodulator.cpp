@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cmath>
 #include <complex>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <vector>
@@ -59,7 +60,8 @@ bool COfflineDemodulator::Check(const CRecordingDescription& desc, const COfflin
 }
 
 bool COfflineDemodulator::Run(const CRecordingDescription& desc, const COfflineDemodSettings& settings,
-                              const AudioSink& sink, COfflineDemodResult& result, std::string& strError) {
+                              const AudioSink& sink, COfflineDemodResult& result, std::string& strError,
+                              const COfflineDemodControl& control) {
   result = COfflineDemodResult{};
   if (!Check(desc, settings, strError)) return false;
   // Offline work can afford measured plans once: the wisdom keeps them for the next run.
@@ -81,6 +83,7 @@ bool COfflineDemodulator::Run(const CRecordingDescription& desc, const COfflineD
                               ? reader.DurationSeconds() - settings.m_dStartSeconds
                               : std::min(settings.m_dSeconds, reader.DurationSeconds() - settings.m_dStartSeconds);
   std::uint64_t nLeft = static_cast<std::uint64_t>(std::max(0.0, dSeconds) * nRate);
+  const std::uint64_t nTotal = nLeft;
   // Blocks as long as the chain takes whole: a recording far below 48 kHz (or below the IF
   // rate) makes more audio than the chain's buffers hold from a full 32,768-sample block.
   const int nBlock = chain.MaxBlockSamples(static_cast<int>(nRate));
@@ -104,6 +107,10 @@ bool COfflineDemodulator::Run(const CRecordingDescription& desc, const COfflineD
   };
 
   while (nLeft > 0) {
+    if (control.m_pStop && control.m_pStop->load()) {
+      result.m_bStopped = true;
+      break;
+    }
     const std::int64_t nGot = reader.Read(aBlock.data(), static_cast<std::size_t>(std::min<std::uint64_t>(nBlock, nLeft)));
     if (nGot < 0) {
       strError = reader.Error();
@@ -114,6 +121,7 @@ bool COfflineDemodulator::Run(const CRecordingDescription& desc, const COfflineD
     result.m_nSamplesIn += static_cast<std::uint64_t>(nGot);
     nLeft -= static_cast<std::uint64_t>(nGot);
     if (!emit(chain.OutputCount())) return false;
+    if (control.m_progress) control.m_progress(static_cast<double>(nTotal - nLeft) / static_cast<double>(nTotal));
   }
   // The chain holds back what its filters delay; silence pushed through after the last
   // block brings it out.
@@ -132,35 +140,48 @@ bool COfflineDemodulator::Run(const CRecordingDescription& desc, const COfflineD
 }
 
 bool COfflineDemodulator::RunToWav(const CRecordingDescription& desc, const COfflineDemodSettings& settings,
-                                   const std::string& strOutput, COfflineDemodResult& result, std::string& strError) {
+                                   const std::string& strOutput, COfflineDemodResult& result, std::string& strError,
+                                   const COfflineDemodControl& control) {
   if (!Check(desc, settings, strError)) return false;
-  namespace fs = std::filesystem;
-  // Written beside the target and renamed over it once complete.
-  const fs::path target(strOutput);
-  const fs::path temp = target.parent_path() / ("." + target.filename().string() + ".part");
-  CWaveFileWriter writer;
   const CWaveFormat format = CWaveFormat::Linear(1, 1, CDSPDemodMain::kOutputRate, 16);
-  if (const std::uint32_t nCode = writer.Create(temp, format)) {
-    strError = strOutput + ": " + MmioErrorText(nCode);
+  if (strOutput == "-") {
+    // A stream cannot be patched afterwards: the sizes say "as much as follows".
+    unsigned char fmt[16];
+    format.ToBytes16(fmt);
+    static constexpr char kRiff[] = "RIFF\xff\xff\xff\xffWAVEfmt \x10\x00\x00\x00";
+    static constexpr char kData[] = "data\xff\xff\xff\xff";
+    std::string header(kRiff, sizeof kRiff - 1);
+    header.append(reinterpret_cast<const char*>(fmt), sizeof fmt);
+    header.append(kData, sizeof kData - 1);
+    const auto sink = [](const std::int16_t* pSamples, std::size_t nCount) {
+      return std::fwrite(pSamples, sizeof(std::int16_t), nCount, stdout) == nCount;
+    };
+    bool bOk = std::fwrite(header.data(), 1, header.size(), stdout) == header.size();
+    bOk = bOk && Run(desc, settings, sink, result, strError, control);
+    if (std::fflush(stdout) != 0 || (!bOk && strError.empty()) || strError == "the audio could not be written") {
+      strError = "standard output: write error";
+      bOk = false;
+    }
+    return bOk;
+  }
+  CWaveFileWriter writer;
+  if (const std::uint32_t nCode = writer.Create(strOutput, format)) {
+    strError = writer.ErrorText().empty() ? strOutput + ": " + MmioErrorText(nCode) : writer.ErrorText();
     return false;
   }
   const auto sink = [&](const std::int16_t* pSamples, std::size_t nCount) {
     return writer.Write(pSamples, nCount * sizeof(std::int16_t));
   };
-  bool bOk = Run(desc, settings, sink, result, strError);
-  if (!bOk && strError == "the audio could not be written") strError = strOutput + ": write error";
-  if (const std::uint32_t nCode = writer.Close(); bOk && nCode) {
-    strError = strOutput + ": " + MmioErrorText(nCode);
-    bOk = false;
+  bool bOk = Run(desc, settings, sink, result, strError, control);
+  if (!bOk && strError == "the audio could not be written")
+    strError = writer.ErrorText().empty() ? strOutput + ": write error" : writer.ErrorText();
+  if (!bOk) {
+    writer.Abandon();
+    return false;
   }
-  std::error_code ec;
-  if (bOk) {
-    fs::rename(temp, target, ec);
-    if (ec) {
-      strError = strOutput + ": " + ec.message();
-      bOk = false;
-    }
+  if (const std::uint32_t nCode = writer.Close()) {
+    strError = writer.ErrorText().empty() ? strOutput + ": " + MmioErrorText(nCode) : writer.ErrorText();
+    return false;
   }
-  if (!bOk) fs::remove(temp, ec);
-  return bOk;
+  return true;
 }

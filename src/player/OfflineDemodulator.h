@@ -6,6 +6,7 @@
 // that the audio lasts exactly as long as the recording read. Used by `vexlor-cli demod`,
 // the tests and the benchmarks.
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -27,6 +28,14 @@ struct COfflineDemodSettings {
   bool m_bSwapIQ = false;
 };
 
+// How a caller steers a run in progress.
+struct COfflineDemodControl {
+  // Set: the run ends after the block in hand; the audio so far is kept and completed.
+  const std::atomic<bool>* m_pStop = nullptr;
+  // After each block: the part of the range to demodulate that has been read, 0..1.
+  std::function<void(double)> m_progress;
+};
+
 // What was done.
 struct COfflineDemodResult {
   double m_dOffsetHz = 0.0;
@@ -38,6 +47,7 @@ struct COfflineDemodResult {
   double m_dInputSeconds = 0.0;
   double m_dCpuSeconds = 0.0;   // in the chain, on the calling thread
   double m_dWallSeconds = 0.0;  // the whole run
+  bool m_bStopped = false;      // ended early by the control's stop flag
 };
 
 class COfflineDemodulator {
@@ -51,8 +61,11 @@ class COfflineDemodulator {
 
   // Demodulates into sink. False with a message (a read error, or the sink refused).
   static bool Run(const CRecordingDescription& desc, const COfflineDemodSettings& settings, const AudioSink& sink,
-                  COfflineDemodResult& result, std::string& strError);
-  // Demodulates into a 16-bit mono WAV file at 48 kHz (written atomically).
+                  COfflineDemodResult& result, std::string& strError, const COfflineDemodControl& control = {});
+  // Demodulates into a 16-bit mono WAV file at 48 kHz, written atomically; a stopped run
+  // leaves a valid file of what was demodulated. "-" writes to standard output instead, with
+  // the sizes of the header set to their largest (the length is not known in advance).
   static bool RunToWav(const CRecordingDescription& desc, const COfflineDemodSettings& settings,
-                       const std::string& strOutput, COfflineDemodResult& result, std::string& strError);
+                       const std::string& strOutput, COfflineDemodResult& result, std::string& strError,
+                       const COfflineDemodControl& control = {});
 };

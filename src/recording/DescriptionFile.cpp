@@ -193,6 +193,16 @@ std::string CDescriptionFile::TextFromAuxiChunk(const std::vector<unsigned char>
   return xml.GetXML();
 }
 
+namespace {
+
+bool HasComment(CXMLMgr& xml) {
+  for (pugi::xml_node node = xml.Root().parent().first_child(); node && node != xml.Root(); node = node.next_sibling())
+    if (node.type() == pugi::node_comment) return true;
+  return false;
+}
+
+}  // namespace
+
 std::string CDescriptionFile::Complete(CXMLMgr& xml, const std::filesystem::path& wavPath,
                                        const std::filesystem::path& savePath, bool bAlwaysSave) {
   bool bChanged = false;
@@ -205,6 +215,9 @@ std::string CDescriptionFile::Complete(CXMLMgr& xml, const std::filesystem::path
   if ((bChanged || bAlwaysSave) && !savePath.empty()) {
     xml.SetEncodingUTF8(true);
     xml.AddProcessingInstruction();
+    // A file the program creates (from an "auxi" chunk) carries its warning block, like
+    // every XML file it writes; one that came with it already has its own.
+    if (bAlwaysSave && !HasComment(xml)) xml.AddHeaderComment(savePath.filename().string());
     // A description that cannot be written back is still used as it stands.
     if (!xml.Save(savePath))
       ReportEngineFaultOnce(EEngineFault::FileWrite, "The recording description could not be written back (the recording is still read): " +

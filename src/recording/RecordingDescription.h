@@ -47,10 +47,11 @@ struct CRecordingDescription {
   std::uint32_t m_nFiles = 0;
   bool m_bValid = false;
 
-  // What the files state but do not hold, one line per fault, naming the file: a 'data'
-  // chunk or a "SizeInBytes" larger than the file, for instance. The sizes above are what
-  // the files really hold; these lines say where a header lied.
-  std::vector<std::string> m_astrWarnings;
+  // What the user should know about how the recording was read, one line per point, naming
+  // the file: where a header states more than the file holds (the sizes above are what the
+  // files really hold), neighbouring files left out of a series and why, values the files do
+  // not state and that were assumed.
+  std::vector<std::string> m_astrNotes;
 
   // The true total in bytes under either way of keeping it: a remainder of 1,000,000 or
   // more can only be a single file's whole size.
@@ -64,6 +65,20 @@ struct CRecordingDescription {
     const std::uint64_t nSum = static_cast<std::uint64_t>(m_nTotalRemainder) + nBytes;
     m_nTotalMillions += static_cast<std::uint32_t>(nSum / 1'000'000u);
     m_nTotalRemainder = static_cast<std::uint32_t>(nSum % 1'000'000u);
+  }
+
+  // The user's values for what the files do not state (an "UnknownFmt" recording's 10 MHz
+  // and time of reading). A new start moves the end, the selection and every file's start
+  // with it.
+  void SetCenterFrequency(std::uint32_t nHz) { m_nCenterFrequency = nHz; }
+  void SetStartTime(std::int64_t tStartUtc) {
+    const std::int64_t nShift = tStartUtc - m_tStart;
+    m_tStart += nShift;
+    m_tEnd += nShift;
+    m_tSelectedStart += nShift;
+    m_tSelectedEnd += nShift;
+    for (std::uint32_t& t : m_anFileStartTimes)
+      if (t) t = static_cast<std::uint32_t>(static_cast<std::int64_t>(t) + nShift);
   }
 
   void Clear() { *this = CRecordingDescription{}; }

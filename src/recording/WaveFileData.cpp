@@ -442,7 +442,7 @@ bool CWaveFileData::GetInformation(const std::filesystem::path& path, bool bWhol
     if (!m_description.LoadFailure().empty()) m_strFailure += " (" + m_description.LoadFailure() + ")";
     return false;
   }
-  if (header.m_nStatedDataSize != header.m_nDataSize) desc.m_astrWarnings.push_back(DataSizeWarning(chosen, header));
+  if (header.m_nStatedDataSize != header.m_nDataSize) desc.m_astrNotes.push_back(DataSizeWarning(chosen, header));
   const int nCode = SourceCode(header.m_strSource);
   switch (nCode) {
     case SOURCE_SDRSHARP:
@@ -484,6 +484,10 @@ bool CWaveFileData::SingleFile(const std::filesystem::path& path, const CWaveFil
   desc.m_nFiles = 1;
   desc.m_strSource = header.m_strSource;
   desc.m_bValid = true;
+  if (nCode == SOURCE_UNKNOWN)
+    desc.m_astrNotes.push_back(StrFormat("the file states no centre frequency or start time: %u Hz and the time "
+                                         "it was read stand in for them",
+                                         kUnknownCenterFreqHz));
   return true;
 }
 
@@ -494,6 +498,7 @@ bool CWaveFileData::SeriesByTime(const std::filesystem::path& path, const CWaveF
     std::uint32_t nSize;
     std::int64_t tStart;
     std::int64_t tStop;
+    std::string strMismatch;  // why it cannot belong to the chosen file's recording
   };
   std::vector<CCandidate> candidates;
   // A Winradio recording never chains: only these sources are looked for in the folder.
@@ -504,30 +509,34 @@ bool CWaveFileData::SeriesByTime(const std::filesystem::path& path, const CWaveF
       if (ScanHeader(entry, other) && SourceCode(other.m_strSource) == nCode &&
           IsInsideFolder(entry, path.parent_path()))
         candidates.push_back({entry.string(), other.m_nDataSize, TimeToSeconds(other.m_stStart),
-                              TimeToSeconds(other.m_stStop)});
+                              TimeToSeconds(other.m_stStop), SeriesMismatch(header, other)});
     }
   }
-  const auto near = [](std::int64_t a, std::int64_t b) {
-    return (a > b ? a - b : b - a) < kChainToleranceSeconds;
+  const auto distance = [](std::int64_t a, std::int64_t b) { return a > b ? a - b : b - a; };
+  std::set<std::string> taken{path.string()};
+  // The walks move strictly in time, take each file once, and among several files that abut
+  // prefer the nearest in time (the first listed on a tie). Files shorter than the tolerance
+  // abut more than one neighbour; without these rules a series of 1-s files chains out of
+  // order and ends before it starts.
+  const auto nearest = [&](auto&& bAhead, auto&& nEdgeOf, std::int64_t t) -> const CCandidate* {
+    const CCandidate* pBest = nullptr;
+    for (const CCandidate& c : candidates) {
+      if (!c.strMismatch.empty() || taken.count(c.strPath) || !bAhead(c)) continue;
+      const std::int64_t d = distance(nEdgeOf(c), t);
+      if (d < kChainToleranceSeconds && (!pBest || d < distance(nEdgeOf(*pBest), t))) pBest = &c;
+    }
+    return pBest;
   };
 
-  // Walk back to the first file: the first candidate (in listing order) that stopped when
-  // the current one started. Each file is taken at most once: a file shorter than the
-  // tolerance would otherwise match itself or a short neighbour again and again.
+  // Walk back to the first file: one that starts earlier and stopped when the current one
+  // started.
   std::string strCurrent = path.string();
-  std::int64_t t = TimeToSeconds(header.m_stStart);
-  std::set<std::string> taken{strCurrent};
-  for (bool bMoved = true; bMoved;) {
-    bMoved = false;
-    for (const CCandidate& c : candidates) {
-      if (c.strPath != strCurrent && !taken.count(c.strPath) && near(c.tStop, t)) {
-        strCurrent = c.strPath;
-        t = c.tStart;
-        taken.insert(strCurrent);
-        bMoved = true;
-        break;
-      }
-    }
+  std::int64_t tCurrentStart = TimeToSeconds(header.m_stStart);
+  while (const CCandidate* p = nearest([&](const CCandidate& c) { return c.tStart < tCurrentStart; },
+                                       [](const CCandidate& c) { return c.tStop; }, tCurrentStart)) {
+    strCurrent = p->strPath;
+    tCurrentStart = p->tStart;
+    taken.insert(strCurrent);
   }
 
   CWaveFileHeader first;
@@ -535,32 +544,41 @@ bool CWaveFileData::SeriesByTime(const std::filesystem::path& path, const CWaveF
     m_strFailure = "the first file of the series \"" + strCurrent + "\" cannot be read";
     return false;
   }
+  struct CSpan {
+    std::int64_t tStart, tStop;
+  };
+  std::vector<CSpan> spans{{TimeToSeconds(first.m_stStart), TimeToSeconds(first.m_stStop)}};
   desc.m_astrFileNames.push_back(strCurrent);
   desc.m_anFileSizes.push_back(first.m_nDataSize);
-  desc.m_anFileStartTimes.push_back(static_cast<std::uint32_t>(TimeToSeconds(first.m_stStart)));
-  t = TimeToSeconds(first.m_stStop);
+  desc.m_anFileStartTimes.push_back(static_cast<std::uint32_t>(spans.back().tStart));
 
-  // Walk forward: the first candidate that started when the last one added stopped. The
-  // first file is excluded by name, every file added so far by the take-once rule.
-  std::set<std::string> added{strCurrent};
-  for (bool bAdded = true; bAdded;) {
-    bAdded = false;
-    for (const CCandidate& c : candidates) {
-      if (c.strPath != strCurrent && !added.count(c.strPath) && near(c.tStart, t)) {
-        desc.m_astrFileNames.push_back(c.strPath);
-        desc.m_anFileSizes.push_back(c.nSize);
-        desc.m_anFileStartTimes.push_back(static_cast<std::uint32_t>(c.tStart));
-        added.insert(c.strPath);
-        t = c.tStop;
-        bAdded = true;
-        break;
-      }
-    }
+  // Walk forward: a file that starts later than the last one taken and when it stopped.
+  taken = {strCurrent};
+  while (const CCandidate* p = nearest([&](const CCandidate& c) { return c.tStart > spans.back().tStart; },
+                                       [](const CCandidate& c) { return c.tStart; }, spans.back().tStop)) {
+    desc.m_astrFileNames.push_back(p->strPath);
+    desc.m_anFileSizes.push_back(p->nSize);
+    desc.m_anFileStartTimes.push_back(static_cast<std::uint32_t>(p->tStart));
+    taken.insert(p->strPath);
+    spans.push_back({p->tStart, p->tStop});
+  }
+
+  // Files of the same program that abut the series in time but were recorded with other
+  // settings are a separate recording; say so, since their names look like part of it.
+  for (const CCandidate& c : candidates) {
+    if (c.strMismatch.empty()) continue;
+    const bool bAbuts = std::any_of(spans.begin(), spans.end(), [&](const CSpan& s) {
+      return (c.tStart > s.tStart && distance(c.tStart, s.tStop) < kChainToleranceSeconds) ||
+             (c.tStart < s.tStart && distance(c.tStop, s.tStart) < kChainToleranceSeconds);
+    });
+    if (bAbuts)
+      desc.m_astrNotes.push_back(std::filesystem::path(c.strPath).filename().string() + ": " + c.strMismatch +
+                                 ": a separate recording");
   }
 
   for (std::uint32_t nSize : desc.m_anFileSizes) desc.AddToTotal(nSize);
-  desc.m_tStart = desc.m_tSelectedStart = TimeToSeconds(first.m_stStart);
-  desc.m_tEnd = desc.m_tSelectedEnd = t;
+  desc.m_tStart = desc.m_tSelectedStart = spans.front().tStart;
+  desc.m_tEnd = desc.m_tSelectedEnd = spans.back().tStop;
   desc.m_dDuration = static_cast<double>(desc.m_tEnd - desc.m_tStart);
   desc.m_nBitsPerSample = first.m_fmt.wBitsPerSample;
   desc.m_nBytesPerSecond = first.m_fmt.nAvgBytesPerSec;
@@ -571,6 +589,21 @@ bool CWaveFileData::SeriesByTime(const std::filesystem::path& path, const CWaveF
   desc.m_strSource = first.m_strSource;
   desc.m_bValid = true;
   return true;
+}
+
+std::string CWaveFileData::SeriesMismatch(const CWaveFileHeader& chosen, const CWaveFileHeader& other) {
+  const CWaveFormat& a = chosen.m_fmt;
+  const CWaveFormat& b = other.m_fmt;
+  if (b.wFormatTag != a.wFormatTag) return StrFormat("format tag %u, not %u", b.wFormatTag, a.wFormatTag);
+  if (b.nChannels != a.nChannels) return StrFormat("%u channels, not %u", b.nChannels, a.nChannels);
+  if (b.nSamplesPerSec != a.nSamplesPerSec) return StrFormat("%u Hz, not %u Hz", b.nSamplesPerSec, a.nSamplesPerSec);
+  if (other.m_nBandwidth != chosen.m_nBandwidth)
+    return StrFormat("%u Hz, not %u Hz", other.m_nBandwidth, chosen.m_nBandwidth);
+  if (b.wBitsPerSample != a.wBitsPerSample)
+    return StrFormat("%u bits per sample, not %u", b.wBitsPerSample, a.wBitsPerSample);
+  if (other.m_nCenterFreq != chosen.m_nCenterFreq)
+    return StrFormat("centre %u Hz, not %u Hz", other.m_nCenterFreq, chosen.m_nCenterFreq);
+  return {};
 }
 
 bool CWaveFileData::SeriesByNumber(const std::filesystem::path& path, const std::string& strDescription,
@@ -627,7 +660,7 @@ bool CWaveFileData::SeriesByNumber(const std::filesystem::path& path, const std:
       const std::uint32_t nHeld = WaveDataSize(file);
       nDataSize = nStated == 0 ? nHeld : static_cast<std::uint32_t>(std::min<std::uint64_t>(nStated, nHeld));
       if (nStated > nHeld)
-        desc.m_astrWarnings.push_back(StrFormat("\"%s\": \"SizeInBytes\" is %s but the file holds %u bytes of data",
+        desc.m_astrNotes.push_back(StrFormat("\"%s\": \"SizeInBytes\" is %s but the file holds %u bytes of data",
                                                 file.filename().c_str(), values.Value("SizeInBytes").c_str(), nHeld));
       if (n == 0) {
         std::string strCenter = values.Value("RadioCenterFreq");

@@ -12,7 +12,9 @@
 //   "Winradio"         neither chunk, extension ".ddc"; always one file
 //   "UnknownFmt"       any other valid WAVE file; one file
 // SpectraVue, Winrad and Perseus series are chained by time: each file starts less than
-// 3 seconds from the stop of the one before it.
+// 3 seconds from the stop of the one before it, and has the chosen file's format (tag,
+// channels, rate, bits) and centre frequency. Files that abut but differ are a separate
+// recording; the description's notes name them.
 
 #include <cstdint>
 #include <filesystem>
@@ -95,6 +97,10 @@ class CWaveFileData {
   // Whether a "FirstFile" value names a file of the recording's own folder: no folder
   // separators, not "." or "..", not empty, not absolute.
   static bool IsPlainFileName(std::string_view strName);
+
+  // Why a file of the same program cannot continue the chosen file's recording ("176400 Hz,
+  // not 12000 Hz", "centre 7100000 Hz, not 1468000 Hz"); empty when it can.
+  static std::string SeriesMismatch(const CWaveFileHeader& chosen, const CWaveFileHeader& other);
 
   // The description reader used by GetInformation (its last "auxi" error).
   const CDescriptionFile& DescriptionReader() const { return m_description; }

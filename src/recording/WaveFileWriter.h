@@ -36,6 +36,8 @@ class CWaveFileWriter {
   // Writes the chunk sizes and puts the file in place; returns 0 or an error code. After a
   // failed write nothing replaces the previous file. Also run by the destructor.
   std::uint32_t Close();
+  // Drops the file being written: the previous file at path stays as it was.
+  void Abandon() { m_file.Abandon(); }
   // Why creating, writing or closing failed: the file and the system's reason.
   const std::string& ErrorText() const { return m_file.WriteErrorText(); }
 

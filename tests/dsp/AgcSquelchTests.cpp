@@ -106,7 +106,7 @@ std::vector<std::complex<float>> Carrier(int n, float amplitude) {
 bool FeedLevel(CDSPBasicSquelch& sq, float amplitude, int samples) {
   std::vector<std::complex<float>> iq = Carrier(samples, amplitude);
   std::vector<float> audio(samples, 1.0f);
-  sq.Process(audio.data(), iq.data(), samples, 1.0);
+  sq.Process(audio.data(), samples, iq.data(), samples, 1.0);
   return audio.back() == 0.0f;
 }
 
@@ -135,15 +135,16 @@ TEST(BasicSquelch, LevelIsNormalisedToTheBandwidth) {
   // A carrier of power P read through the full band, and of power P/10 through a tenth of it.
   std::vector<std::complex<float>> full = Carrier(4000, 1000.0f);
   std::vector<std::complex<float>> tenth = Carrier(4000, 1000.0f / std::sqrt(10.0f));
-  wide.Process(audio.data(), full.data(), 4000, 1.0);
-  narrow.Process(audio.data(), tenth.data(), 4000, 0.1);
+  wide.Process(audio.data(), 4000, full.data(), 4000, 1.0);
+  narrow.Process(audio.data(), 4000, tenth.data(), 4000, 0.1);
   EXPECT_NEAR(wide.Level(), 60.0f, 0.1f);
   EXPECT_NEAR(narrow.Level(), wide.Level(), 0.1f);
 }
 
 // Catches a hang that is ignored or counted in blocks: the held level keeps the squelch open
-// for the hang limit after the signal drops, and audio beyond the IF count is not touched.
-TEST(BasicSquelch, HangKeepsItOpenAndOnlyIfIndexedAudioIsMuted) {
+// for the hang limit after the signal drops; audio beyond the IF count follows the state at
+// the end of the block.
+TEST(BasicSquelch, HangKeepsItOpenAndMutesTheAudioBeyondTheIfCount) {
   auto firstMuted = [](int hang) {
     CDSPBasicSquelch sq;
     sq.Setup(true, 40.0f, 30.0f, hang);
@@ -151,14 +152,15 @@ TEST(BasicSquelch, HangKeepsItOpenAndOnlyIfIndexedAudioIsMuted) {
     FeedLevel(sq, 10000.0f, 300);
     std::vector<std::complex<float>> iq = Carrier(1000, 1.0f);
     std::vector<float> audio(1200, 1.0f);
-    sq.Process(audio.data(), iq.data(), 1000, 1.0);
-    EXPECT_EQ(audio[1100], 1.0f);
+    sq.Process(audio.data(), 1200, iq.data(), 1000, 1.0);
+    EXPECT_EQ(audio[1100], hang < 1000 ? 0.0f : 1.0f);
     for (int k = 0; k < 1000; ++k)
       if (audio[k] == 0.0f) return k;
     return -1;
   };
   const int withoutHang = firstMuted(0);
   const int withHang = firstMuted(500);
+  EXPECT_EQ(firstMuted(5000), -1);
   EXPECT_GT(withoutHang, 50);
   EXPECT_LT(withoutHang, 150);
   EXPECT_GE(withHang, 500);

@@ -364,3 +364,119 @@ TEST(DemodMain, CwPeakFilterPassesThePitchOnly) {
   };
   EXPECT_GT(20.0 * std::log10(gainAt(600.0) / gainAt(1600.0)), 25.0);
 }
+
+namespace {
+
+// Complex white noise of the given RMS per component.
+std::vector<Complex> ComplexNoise(int n, double rms, unsigned seed) {
+  const std::vector<float> i = sigtest::Noise(n, rms, seed), q = sigtest::Noise(n, rms, seed + 1);
+  std::vector<Complex> v(n);
+  for (int k = 0; k < n; ++k) v[k] = Complex(i[k], q[k]);
+  return v;
+}
+
+double PeakAbs(const std::vector<float>& v, int from, int to) {
+  double peak = 0.0;
+  for (int k = std::max(0, from); k < std::min<int>(to, static_cast<int>(v.size())); ++k)
+    peak = std::max(peak, static_cast<double>(std::fabs(v[k])));
+  return peak;
+}
+
+}  // namespace
+
+// Catches the FM squelch measuring its noise band at the IF rate while it runs on the audio:
+// at 250 kHz its 2 kHz high-pass lands near 400 Hz of audio, so a strong broadcast station
+// (whose programme lies there) is muted and a dead channel's noise is heard. At every level
+// up to 50 a station must pass; from 40 noise alone must be muted.
+TEST(DemodMain, BroadcastFmSquelchPassesAStationAndMutesNoise) {
+  const double seconds = 1.0;
+  const int n = static_cast<int>(seconds * kInputRate);
+  std::vector<Complex> station = Synthesise(n, kInputRate, FmSignal(40000.0, 1000.0, 75000.0, 3000.0));
+  // A strong station (40 dB above the noise of the channel) and the noise alone.
+  const std::vector<Complex> noise = ComplexNoise(n, 30.0, 7);
+  for (int k = 0; k < n; ++k) station[k] += noise[k];
+  for (const int level : {0, 25, 40, 50}) {
+    CDSPDemodMain onStation;
+    Configure(onStation, eDemodBFM, 40000, 0, 100000);
+    onStation.SetSquelch(true, level);
+    const std::vector<float> heard = RunChain(onStation, station, kInputRate, 16384);
+    EXPECT_FALSE(onStation.FMSquelch().IsMuted()) << level << " noise " << onStation.FMSquelch().NoiseLevel();
+    EXPECT_GT(sigtest::Rms(heard, static_cast<int>(heard.size()) / 2, static_cast<int>(heard.size())), 300.0) << level;
+
+    if (level < 40) continue;  // the lowest levels are meant to let weak stations through noise
+    CDSPDemodMain onNoise;
+    Configure(onNoise, eDemodBFM, 40000, 0, 100000);
+    onNoise.SetSquelch(true, level);
+    const std::vector<float> hiss = RunChain(onNoise, noise, kInputRate, 16384);
+    EXPECT_TRUE(onNoise.FMSquelch().IsMuted()) << level << " noise " << onNoise.FMSquelch().NoiseLevel();
+    EXPECT_EQ(PeakAbs(hiss, static_cast<int>(hiss.size()) / 2, static_cast<int>(hiss.size())), 0.0) << level;
+  }
+}
+
+// Catches a closed basic squelch that mutes only as many audio samples as there were IF
+// samples: the sideband modes' audio comes in FFT-sized runs that do not line up with the IF
+// count, and the rest used to pass as bursts of noise.
+TEST(DemodMain, ClosedBasicSquelchLeavesOnlySilence) {
+  const std::vector<Complex> noise = ComplexNoise(kInputRate, 30.0, 3);
+  for (const int mode : {eDemodUSB, eDemodLSB, eDemodCWU, eDemodAM, eDemodDataU}) {
+    CDSPDemodMain chain;
+    int low = 0, high = 0;
+    CDSPDemodMain::DefaultPassBand(mode, 500, low, high);
+    Configure(chain, mode, 10000, low, high);
+    chain.SetSquelch(true, 80);
+    int total = 0;
+    for (std::size_t pos = 0; pos < noise.size(); pos += 5000) {
+      chain.ProcessBlock(noise.data() + pos, static_cast<int>(std::min<std::size_t>(5000, noise.size() - pos)), kInputRate);
+      const std::vector<float> out(chain.Output(), chain.Output() + chain.OutputCount());
+      total += chain.OutputCount();
+      ASSERT_EQ(PeakAbs(out, 0, chain.OutputCount()), 0.0) << CDSPDemodMain::ShortName(mode) << " at " << pos;
+    }
+    EXPECT_GT(total, 12000) << CDSPDemodMain::ShortName(mode);
+  }
+}
+
+// Catches an ECSS demodulator that follows the carrier's frequency but not its phase: with
+// both sidebands the audio is I, which fades as the carrier turns away from the I axis. A
+// carrier 0.3 Hz off must give a steady tone over 20 s, as synchronous AM does.
+TEST(DemodMain, EcssHoldsTheCarrierPhase) {
+  const int rate = 48000;
+  const double seconds = 20.0;
+  const int n = static_cast<int>(seconds * rate);
+  const std::vector<Complex> am = Synthesise(n, rate, [](double t) {
+    return Carrier(t, 5000.3, 3000.0, 1.0) * (1.0 + 0.5 * std::sin(kTwoPi * 700.0 * t));
+  });
+  for (const int mode : {eDemodECSS, eDemodSAM, eDemodECSSU}) {
+    CDSPDemodMain chain;
+    Configure(chain, mode, 5000, 200, 5000);
+    const std::vector<float> audio = RunChain(chain, am, rate);
+    const int second = 48000;
+    std::vector<double> levels;
+    for (int s = 2; s + 1 < static_cast<int>(audio.size()) / second; ++s)
+      levels.push_back(sigtest::ToneAmplitude(audio.data() + s * second, second, 700.0, 48000.0));
+    ASSERT_GT(levels.size(), 15u);
+    const auto [lo, hi] = std::minmax_element(levels.begin(), levels.end());
+    EXPECT_LT(20.0 * std::log10(*hi / *lo), 2.0) << CDSPDemodMain::ShortName(mode) << " " << *lo << " .. " << *hi;
+  }
+}
+
+// Catches the start-up click of the FM modes: the channel filter starts from an empty history,
+// so the first IF samples rise from zero and the discriminator turns them into full-scale
+// spikes. The first audio must stay within the level of what follows.
+TEST(DemodMain, FmModesStartWithoutAClick) {
+  for (const int rate : {48000, 96000, 250000, 1000000}) {
+    for (const int mode : {eDemodWFM, eDemodNFM, eDemodBFM}) {
+      if (mode == eDemodBFM && rate < 250000) continue;
+      const double deviation = mode == eDemodBFM ? 75000.0 : mode == eDemodWFM ? 5000.0 : 3000.0;
+      const std::vector<Complex> iq = Synthesise(rate / 2, rate, FmSignal(10000.0, 1000.0, deviation, 3000.0));
+      CDSPDemodMain chain;
+      int low = 0, high = 0;
+      CDSPDemodMain::DefaultPassBand(mode, 500, low, high);
+      Configure(chain, mode, 10000, low, high);
+      const std::vector<float> audio = RunChain(chain, iq, rate, 4096);
+      ASSERT_GT(audio.size(), 12000u);
+      const double steady = PeakAbs(audio, 9600, static_cast<int>(audio.size()));
+      const double start = PeakAbs(audio, 0, 4800);
+      EXPECT_LE(start, 1.2 * steady) << CDSPDemodMain::ShortName(mode) << " at " << rate << ": " << start << " vs " << steady;
+    }
+  }
+}

@@ -60,8 +60,9 @@ TEST(HostileMemory, ADataChunkClaimingFourGigabytesEndsAtTheEndOfTheFile) {
   ASSERT_EQ(desc.m_anFileSizes.size(), 1u);
   EXPECT_EQ(desc.m_anFileSizes[0], 400u);
   EXPECT_EQ(desc.m_tEnd - desc.m_tStart, 1);
-  ASSERT_EQ(desc.m_astrWarnings.size(), 1u);
-  EXPECT_NE(desc.m_astrWarnings[0].find("cut.wav"), std::string::npos);
+  // One note for the size, one for the centre frequency and time a plain WAV file lacks.
+  ASSERT_EQ(desc.m_astrNotes.size(), 2u);
+  EXPECT_NE(desc.m_astrNotes[0].find("cut.wav"), std::string::npos);
   EXPECT_EQ(CWaveFileData::WaveDataSize(dir / "cut.wav"), 400u);
 }
 
@@ -74,8 +75,8 @@ TEST(HostileMemory, AnAbsurdSizeInBytesIsCutToTheData) {
   ASSERT_TRUE(data.GetInformation(dir / "rec 000.wav", true, desc)) << data.FailureText();
   EXPECT_EQ(desc.TotalBytes(), 800u);
   EXPECT_EQ(desc.m_tEnd - desc.m_tStart, 2);
-  ASSERT_EQ(desc.m_astrWarnings.size(), 1u);
-  EXPECT_NE(desc.m_astrWarnings[0].find("SizeInBytes"), std::string::npos);
+  ASSERT_EQ(desc.m_astrNotes.size(), 1u);
+  EXPECT_NE(desc.m_astrNotes[0].find("SizeInBytes"), std::string::npos);
 }
 
 TEST(HostileMemory, ADeeplyNestedDescriptionIsRefusedAndNeverWrittenBackLarger) {

@@ -166,6 +166,10 @@ TEST(WaveFileData, SdrSharpNameParsingAndSingleFileQuirks) {
   EXPECT_EQ(other.m_astrFileNames.size(), 1u);
   EXPECT_EQ(other.m_nCenterFrequency, 10'000'000u);
   EXPECT_EQ(other.m_nBytesPerSecond, 400u);
+  // What was assumed is said, not passed off as read from the file.
+  ASSERT_EQ(other.m_astrNotes.size(), 1u);
+  EXPECT_NE(other.m_astrNotes[0].find("no centre frequency or start time"), std::string::npos);
+  EXPECT_TRUE(d.m_astrNotes.empty());
 }
 
 // Catches a wrong Winradio title parse and a Winradio recording that chains (its source name
@@ -291,6 +295,8 @@ TEST(WaveFileData, DescriptionInsideAuxi) {
   EXPECT_EQ(d.m_anFileSizes, (std::vector<std::uint32_t>{1200}));
   EXPECT_EQ(d.m_tEnd, kT0Seconds + 3);
   EXPECT_EQ(CDescriptionValues::Parse(ReadBytes(dir / "In 000.xml")).Value("SizeInBytes"), "1200");
+  // The file left behind is one the program wrote: it carries the warning block.
+  EXPECT_NE(ReadBytes(dir / "In 000.xml").find("===================== WARNING"), std::string::npos);
 
   WritePlain(dir / "plain.dat", 400);
   WriteBytes(dir / "plain.xml", DescriptionXml("plain.dat", kT0Seconds, 400, 400));
@@ -328,6 +334,69 @@ TEST(WaveFileData, RealHdsdrRecordings) {
     EXPECT_EQ(d.TotalBytes(), 3'266'560u + 3'260'416u);
   }
   EXPECT_EQ(Info(dir / "HDSDR_20250724_020818Z_7468kHz_RF.wav").m_nFiles, 1u);
+
+  // The receiver re-configured between the parts: a 176.4 kHz file and a 24 kHz one written
+  // where the series continues, listed before its real second part. They are a separate
+  // recording, and the description says so.
+  const auto foreign = [&](const char* pszName, const SYSTEMTIME& start, std::uint32_t nRate) {
+    WriteBytes(dir / pszName, Wave({Fmt(nRate), Auxi(164, start, start, 7'468'000), Data(nRate * 4)}));
+  };
+  foreign("HDSDR_20250809_101013Z_7468kHz_RF.wav", Utc(2025, 8, 9, 10, 10, 13), 176'400);
+  foreign("HDSDR_20250809_101014Z_7468kHz_RF.wav", Utc(2025, 8, 9, 10, 10, 14), 24'000);
+  const CRecordingDescription d = Info(dir / "HDSDR_20250809_100956Z_7468kHz_RF.wav");
+  EXPECT_EQ(Names(d), (std::vector<std::string>{"HDSDR_20250809_100956Z_7468kHz_RF.wav",
+                                                "HDSDR_20250809_101015Z_7468kHz_RF.wav"}));
+  EXPECT_EQ(d.m_nSampleRate, 48000u);
+  EXPECT_EQ(FormatUtcSeconds(d.m_tEnd), "2025-08-09 10:10:31");
+  EXPECT_EQ(d.m_astrNotes,
+            (std::vector<std::string>{"HDSDR_20250809_101013Z_7468kHz_RF.wav: 176400 Hz, not 48000 Hz: a separate recording",
+                                      "HDSDR_20250809_101014Z_7468kHz_RF.wav: 24000 Hz, not 48000 Hz: a separate recording"}));
+  // Chosen, a foreign file is a recording of its own.
+  EXPECT_EQ(Info(dir / "HDSDR_20250809_101013Z_7468kHz_RF.wav").m_nFiles, 1u);
+}
+
+// Catches a series that mixes formats or tunings: only files with the chosen file's format
+// tag, channels, rate, bits and centre frequency continue it, wherever they are listed;
+// each one left out beside the series is named with the reason.
+TEST(WaveFileData, TimeChainKeepsToOneFormatAndTuning) {
+  CTempFolder dir;
+  const auto write = [&](const std::string& name, int nStart, std::uint32_t nRate, std::uint16_t nBits,
+                         std::uint32_t nCentre) {
+    const std::uint32_t nBytes = nRate * 2u * (nBits / 8u) * 10u;  // 10 s
+    WriteBytes(dir / name, Wave({Fmt(nRate, nBits), Auxi(164, At(nStart), At(nStart), nCentre), Data(nBytes)}));
+  };
+  write("a1.wav", 0, 100, 16, 1'468'000);
+  write("a2_rate.wav", 10, 441, 16, 1'468'000);
+  write("a3_bits.wav", 10, 100, 24, 1'468'000);
+  write("a4_tuned.wav", 11, 100, 16, 7'100'000);
+  write("a5.wav", 11, 100, 16, 1'468'000);
+  write("a6.wav", 21, 100, 16, 1'468'000);
+  const CRecordingDescription d = Info(dir / "a6.wav");
+  EXPECT_EQ(Names(d), (std::vector<std::string>{"a1.wav", "a5.wav", "a6.wav"}));
+  EXPECT_EQ(d.m_tEnd - d.m_tStart, 31);
+  EXPECT_EQ(d.m_astrNotes, (std::vector<std::string>{"a2_rate.wav: 441 Hz, not 100 Hz: a separate recording",
+                                                     "a3_bits.wav: 24 bits per sample, not 16: a separate recording",
+                                                     "a4_tuned.wav: centre 7100000 Hz, not 1468000 Hz: a separate recording"}));
+  EXPECT_EQ(Names(Info(dir / "a2_rate.wav")), (std::vector<std::string>{"a2_rate.wav"}));
+}
+
+// Catches walks that go backwards in time or take the first listed neighbour instead of the
+// nearest: 1-s files abut several others, and listed in reverse or shuffled order they once
+// chained with the end before the start and a negative duration.
+TEST(WaveFileData, OneSecondFilesChainInTimeOrderWhateverTheNames) {
+  for (const std::vector<std::string>& names :
+       {std::vector<std::string>{"d.wav", "c.wav", "b.wav", "a.wav"}, std::vector<std::string>{"c.wav", "a.wav", "d.wav", "b.wav"}}) {
+    CTempFolder dir;
+    for (int n = 0; n < 4; ++n) WriteWinrad(dir / names[static_cast<std::size_t>(n)], At(n), 1);
+    for (const std::string& chosen : names) {
+      const CRecordingDescription d = Info(dir / chosen);
+      EXPECT_EQ(Names(d), names) << chosen;
+      EXPECT_EQ(d.m_tStart, kT0Seconds) << chosen;
+      EXPECT_EQ(d.m_tEnd, kT0Seconds + 4) << chosen;
+      EXPECT_DOUBLE_EQ(d.m_dDuration, 4.0) << chosen;
+      EXPECT_TRUE(d.m_astrNotes.empty());
+    }
+  }
 }
 
 // Catches unguarded process-wide caches: readers on several threads (the selection dialog,

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -29,6 +30,11 @@ CTempFolder::~CTempFolder() {
 }
 
 std::filesystem::path TestDataDir() {
+  // A work tree outside the usual layout names the folder in the environment.
+  if (const char* pszDir = std::getenv("VEXLOR_TESTDATA_DIR")) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(pszDir, ec)) return std::filesystem::canonical(pszDir, ec);
+  }
 #ifdef VEXLOR_TESTDATA_DIR
   std::filesystem::path p = VEXLOR_TESTDATA_DIR;
   std::error_code ec;

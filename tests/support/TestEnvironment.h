@@ -23,7 +23,8 @@ class CTempFolder {
   std::filesystem::path m_path;
 };
 
-// The shared real recordings made by other programs (empty path when not present).
+// The shared real recordings made by other programs (empty path when not present); the
+// environment variable VEXLOR_TESTDATA_DIR overrides where they are looked for.
 std::filesystem::path TestDataDir();
 
 // Writes bytes to a file, creating or replacing it.
