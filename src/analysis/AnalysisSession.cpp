@@ -102,22 +102,9 @@ void CAnalysisSession::SetSound(IAnalysisSound* pSound) { m_run.SetSound(pSound)
 // --- The recording ---------------------------------------------------------------------
 
 bool CAnalysisSession::OpenRecording(const std::filesystem::path& path, std::string& strError) {
-  std::error_code ec;
-  if (!std::filesystem::exists(path, ec)) {
-    strError = path.string() + ": " + CSelectionModel::kFileNotFoundText;
-    return false;
-  }
-  CWaveFileData reader;
   CRecordingDescription desc;
-  if (!reader.GetInformation(path.string(), true, desc)) {
-    strError = path.string() + ": " +
-               (reader.FailureText().empty() ? CSelectionModel::kFormatNotSupportedText : reader.FailureText());
-    return false;
-  }
-  if (desc.m_nFiles == 0) {
-    strError = path.string() + ": the description's \"FirstFile\" names no file ending in \" 000.wav\"";
-    return false;
-  }
+  std::string strStatus;
+  if (!CSelectionModel::ReadRecording(path, desc, strStatus, strError)) return false;
   m_desc = std::move(desc);
   m_bHaveRecording = true;
   m_options.SetFromRecording(m_desc);
