@@ -68,28 +68,34 @@ class CAnalysisSession::CRunBinding final : public IAnalysisRowConsumer, public 
 
 CAnalysisSession::CAnalysisSession(CAnalysisThreadPool& pool, CMySettingsStore& settings, CMessageTarget& view,
                                    CMessageTarget& mainFrame)
-    : m_pool(pool),
+    : m_pPool(&pool),
       m_settings(settings),
       m_pOwnedRun(std::make_unique<CAnalysisRun>(pool, settings, view, mainFrame)),
-      m_run(*m_pOwnedRun) {
+      m_pRun(m_pOwnedRun.get()) {
   Bind();
 }
 
 CAnalysisSession::CAnalysisSession(CHeadlessAnalysis& engine, CMySettingsStore& settings)
-    : m_pool(engine.Pool()), m_settings(settings), m_run(engine.Run()), m_pHeadless(&engine) {
+    : m_pPool(&engine.Pool()), m_settings(settings), m_pRun(&engine.Run()), m_pHeadless(&engine) {
   Bind();
 }
 
+CAnalysisSession::CAnalysisSession(CMySettingsStore& settings) : m_settings(settings) { Bind(); }
+
 CAnalysisSession::~CAnalysisSession() {
   m_faultSubscription.Reset();
-  m_run.SetRowConsumer(nullptr);
-  m_run.SetStatus(nullptr);
+  if (m_pRun) {
+    m_pRun->SetRowConsumer(nullptr);
+    m_pRun->SetStatus(nullptr);
+  }
 }
 
 void CAnalysisSession::Bind() {
   m_pBinding = std::make_unique<CRunBinding>(*this);
-  m_run.SetRowConsumer(m_pBinding.get());
-  m_run.SetStatus(m_pBinding.get());
+  if (m_pRun) {
+    m_pRun->SetRowConsumer(m_pBinding.get());
+    m_pRun->SetStatus(m_pBinding.get());
+  }
   m_options.m_nFFTHint = CAnalysisThreadPool::FFTHint(m_settings);
   m_faultSubscription.Subscribe([this](const CEngineFault& fault) {
     std::lock_guard lock(m_faultMutex);
@@ -97,14 +103,40 @@ void CAnalysisSession::Bind() {
   });
 }
 
-void CAnalysisSession::SetSound(IAnalysisSound* pSound) { m_run.SetSound(pSound); }
+void CAnalysisSession::SetSound(IAnalysisSound* pSound) {
+  if (m_pRun) m_pRun->SetSound(pSound);
+}
 
 // --- The recording ---------------------------------------------------------------------
 
+bool CAnalysisSession::ReadRecording(const std::filesystem::path& path, CRecordingDescription& desc,
+                                     std::string& strError) {
+  std::error_code ec;
+  const std::filesystem::file_status status = std::filesystem::status(path, ec);
+  if (!std::filesystem::exists(status)) {
+    strError = path.string() + ": " + CSelectionModel::kFileNotFoundText;
+    return false;
+  }
+  if (std::filesystem::is_directory(status)) {
+    strError = path.string() + ": is a folder, not a recording file";
+    return false;
+  }
+  CWaveFileData reader;
+  if (!reader.GetInformation(path.string(), true, desc)) {
+    strError = path.string() + ": " +
+               (reader.FailureText().empty() ? CSelectionModel::kFormatNotSupportedText : reader.FailureText());
+    return false;
+  }
+  if (desc.m_nFiles == 0) {
+    strError = path.string() + ": the description's \"FirstFile\" names no file ending in \" 000.wav\"";
+    return false;
+  }
+  return true;
+}
+
 bool CAnalysisSession::OpenRecording(const std::filesystem::path& path, std::string& strError) {
   CRecordingDescription desc;
-  std::string strStatus;
-  if (!CSelectionModel::ReadRecording(path, desc, strStatus, strError)) return false;
+  if (!ReadRecording(path, desc, strError)) return false;
   m_desc = std::move(desc);
   m_bHaveRecording = true;
   m_options.SetFromRecording(m_desc);
@@ -219,6 +251,10 @@ bool CAnalysisSession::LoadDefaultTags() {
 // --- Runs ------------------------------------------------------------------------------
 
 bool CAnalysisSession::StartAnalysis(std::string& strError) {
+  if (!m_pRun) {
+    strError = "This document has no analysis workers.";
+    return false;
+  }
   if (IsBusy()) {
     strError = "An analysis is running.";
     return false;
@@ -233,53 +269,59 @@ bool CAnalysisSession::StartAnalysis(std::string& strError) {
   m_bAbortRequested = false;
   m_state.bBusy = true;
   m_tRunStart = std::chrono::steady_clock::now();
-  if (!m_run.Start(options)) {
+  if (!m_pRun->Start(options)) {
     m_state.bBusy = false;
     strError = "An analysis is running.";
     return false;
   }
-  // The document keeps "Full" where it was chosen; the picture has the resolved size.
-  m_options.m_nAnalysisDataLength = options.m_nAnalysisDataLength;
+  // The picture's size as made, which a project stores.
+  m_options.m_nAnalysisDisplayWidth = size.nWidth;
+  m_options.m_nAnalysisDisplayHeight = size.nHeight;
   UpdateState();
   return true;
 }
 
 void CAnalysisSession::RequestAbort() {
-  if (!m_run.IsBusy()) return;
+  if (!IsBusy()) return;
   m_bAbortRequested = true;
   m_state.bAborting = true;
-  m_run.RequestAbort();
+  m_pRun->RequestAbort();
 }
 
-void CAnalysisSession::SetMaxThreadsOverride(int nMaxThreads) { m_run.SetMaxThreadsOverride(nMaxThreads); }
+void CAnalysisSession::SetMaxThreadsOverride(int nMaxThreads) {
+  if (m_pRun) m_pRun->SetMaxThreadsOverride(nMaxThreads);
+}
 
-bool CAnalysisSession::IsBusy() const { return m_run.IsBusy(); }
+bool CAnalysisSession::IsBusy() const { return m_pRun && m_pRun->IsBusy(); }
 
 int CAnalysisSession::BusyWorkerThreads() const {
+  if (!m_pPool) return 0;
   int n = 0;
-  for (CBackgroundThreadFFT* pWorker : m_pool.FFTWorkers()) n += pWorker->IsBusy() ? 1 : 0;
-  n += m_pool.Reader().IsBusy() ? 1 : 0;
-  n += m_pool.Forwarder().IsBusy() ? 1 : 0;
+  for (CBackgroundThreadFFT* pWorker : m_pPool->FFTWorkers()) n += pWorker->IsBusy() ? 1 : 0;
+  n += m_pPool->Reader().IsBusy() ? 1 : 0;
+  n += m_pPool->Forwarder().IsBusy() ? 1 : 0;
   return n;
 }
 
 void CAnalysisSession::UpdateState() {
-  m_state.bBusy = m_run.IsBusy();
-  m_state.nBytesRead = m_run.BytesRead();
+  if (!m_pRun) return;
+  m_state.bBusy = m_pRun->IsBusy();
+  m_state.nBytesRead = m_pRun->BytesRead();
   m_state.nRowsDone = static_cast<std::uint32_t>(m_image.Rows().Count());
-  m_state.nThreadsInUse = m_run.ThreadsInUse();
-  const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_tRunStart).count();
-  m_state.dMegabytesPerSecond = dSeconds > 0.0 ? static_cast<double>(m_state.nBytesRead) / dSeconds / 1e6 : 0.0;
+  m_state.nThreadsInUse = m_pRun->ThreadsInUse();
+  m_state.dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_tRunStart).count();
+  m_state.dMegabytesPerSecond =
+      m_state.dSeconds > 0.0 ? static_cast<double>(m_state.nBytesRead) / m_state.dSeconds / 1e6 : 0.0;
 }
 
 bool CAnalysisSession::HandleMessage(CMessage& msg) {
-  const bool bHandled = m_run.HandleMessage(msg);
+  const bool bHandled = m_pRun && m_pRun->HandleMessage(msg);
   DeliverFaults();
   return bHandled;
 }
 
 void CAnalysisSession::OnTimer() {
-  if (m_run.IsBusy()) m_run.OnTimer();
+  if (IsBusy()) m_pRun->OnTimer();
   DeliverFaults();
 }
 
@@ -438,4 +480,13 @@ CPictureClick CAnalysisSession::Click(int nX, int nY) const {
     nBytes -= nSize;
   }
   return click;
+}
+
+CSignalHistory CAnalysisSession::SignalHistoryOfColumn(int nColumn) const {
+  // A whole-range analysis may leave the range's length 0 in the options.
+  std::int64_t nAnalysedSeconds = m_options.m_nAnalysisTimeRange;
+  if (nAnalysedSeconds == 0) nAnalysedSeconds = m_options.m_tAnalysisEndUTC - m_options.m_tAnalysisStartUTC;
+  CSignalHistory history;
+  history.Fill(m_image.Rows(), Width(), nColumn, m_options.m_tRecordingStartUTC, nAnalysedSeconds);
+  return history;
 }

@@ -38,6 +38,7 @@
 #include "analysis/AnalysisOptions.h"
 #include "analysis/AnalysisRunInterfaces.h"
 #include "analysis/PictureClick.h"
+#include "analysis/SignalHistory.h"
 #include "core/EngineFaults.h"
 #include "persist/TagDefinitions.h"
 #include "recording/RecordingDescription.h"
@@ -59,6 +60,7 @@ struct SAnalysisRunState {
   bool bOpenFailed = false;  // the first file could not be opened: only an abort ends the run
   int nProgress = 0;         // 0 .. 1000 (the status dialog's bar)
   double dPercent = 0.0;     // 0 .. 100, in tenths
+  double dSeconds = 0.0;             // the run's time so far
   double dMegabytesPerSecond = 0.0;  // bytes read over the run's time, 1,000,000 bytes per MB
   std::string strRate;       // "%.1f MB/s", "Initialising" before the first bytes
   std::string strRemaining;  // "%d:%02d" or "%d:%02d:%02d", "--:--:--" before an estimate
@@ -114,6 +116,9 @@ class CAnalysisSession {
                    CMessageTarget& mainFrame);
   // A headless session over the run of engine (whose queue PumpUntilFinished() pumps).
   CAnalysisSession(CHeadlessAnalysis& engine, CMySettingsStore& settings);
+  // A document without workers: recordings, projects, the picture and its geometry; it
+  // cannot run an analysis (StartAnalysis says so).
+  explicit CAnalysisSession(CMySettingsStore& settings);
   ~CAnalysisSession();
   CAnalysisSession(const CAnalysisSession&) = delete;
   CAnalysisSession& operator=(const CAnalysisSession&) = delete;
@@ -128,6 +133,10 @@ class CAnalysisSession {
   // (FFT size, overlap, window, picture size) stay. On failure returns false with strError
   // "<path>: <reason>" and leaves the document as it was.
   bool OpenRecording(const std::filesystem::path& path, std::string& strError);
+  // Recognises and measures a recording without opening it in a session (the whole series,
+  // as OpenRecording). False with strError "<path>: <reason>": "File not found", a folder,
+  // "File format not supported" or the reader's own reason.
+  static bool ReadRecording(const std::filesystem::path& path, CRecordingDescription& desc, std::string& strError);
   bool HasRecording() const { return m_bHaveRecording; }
   const CRecordingDescription& Recording() const { return m_desc; }
 
@@ -223,6 +232,12 @@ class CAnalysisSession {
   // A point of the picture (pixels from its top-left corner).
   CPictureClick Click(int nX, int nY) const;
 
+  // The signal history of a picture column (its level over the time of the recording).
+  // The analysed time range decides minute mode. Row times count from the start of the
+  // analysed range, yet the history adds the recording's start to them, as its chart always
+  // has: for a range that begins later in the recording the times read early by that offset.
+  CSignalHistory SignalHistoryOfColumn(int nColumn) const;
+
  private:
   class CRunBinding;
   void Bind();
@@ -231,10 +246,10 @@ class CAnalysisSession {
   void MarkRow(int nRow);
   void UpdateState();
 
-  CAnalysisThreadPool& m_pool;
+  CAnalysisThreadPool* m_pPool = nullptr;
   CMySettingsStore& m_settings;
   std::unique_ptr<CAnalysisRun> m_pOwnedRun;
-  CAnalysisRun& m_run;
+  CAnalysisRun* m_pRun = nullptr;  // null: a document without workers
   CHeadlessAnalysis* m_pHeadless = nullptr;
   std::unique_ptr<CRunBinding> m_pBinding;
   IAnalysisSessionListener* m_pListener = nullptr;

@@ -1,11 +1,9 @@
 #include "analysis/SelectionModel.h"
 
 #include <array>
-#include <fstream>
 
 #include "core/Log.h"
 #include "core/SystemTime.h"
-#include "recording/WaveFileData.h"
 
 namespace {
 
@@ -216,30 +214,5 @@ bool CSelectionModel::Accept(std::string& strTitle, std::string& strMessage) con
     strTitle = "Analysis Options";
     return false;
   }
-  return true;
-}
-
-bool CSelectionModel::ReadRecording(const std::filesystem::path& path, CRecordingDescription& desc,
-                                    std::string& strStatus, std::string& strError) {
-  std::error_code ec;
-  // "Not found" covers a path that cannot be read at all.
-  if (!std::filesystem::is_regular_file(path, ec) || !std::ifstream(path, std::ios::binary)) {
-    strStatus = kFileNotFoundText;
-    strError = path.string() + ": " + kFileNotFoundText;
-    return false;
-  }
-  CWaveFileData reader;
-  CRecordingDescription read;
-  strStatus = kFormatNotSupportedText;
-  if (!reader.GetInformation(path.string(), true, read)) {
-    strError = path.string() + ": " + (reader.FailureText().empty() ? kFormatNotSupportedText : reader.FailureText());
-    return false;
-  }
-  if (read.m_nFiles == 0) {
-    strError = path.string() + ": the description's \"FirstFile\" names no file ending in \" 000.wav\"";
-    return false;
-  }
-  strStatus.clear();
-  desc = std::move(read);
   return true;
 }

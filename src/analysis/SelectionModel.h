@@ -7,7 +7,6 @@
 // holds; `vexlor-cli info` prints the recording rows of the same table.
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -101,12 +100,6 @@ class CSelectionModel {
   static constexpr const char* kInvalidRecordingText =
       "The centre frequency is less than (<) half the bandwidth (the recording contains data for negative "
       "frequencies).\n\nThis file cannot be played correctly.";
-
-  // Recognises and measures the recording path belongs to (the whole series). On failure
-  // returns false with strStatus the status line of choosing a file (kFileNotFoundText or
-  // kFormatNotSupportedText) and strError the whole reason, "<path>: <what is wrong>".
-  static bool ReadRecording(const std::filesystem::path& path, CRecordingDescription& desc, std::string& strStatus,
-                            std::string& strError);
 
   // The status-line texts of choosing a file.
   static constexpr const char* kFileNotFoundText = "File not found";

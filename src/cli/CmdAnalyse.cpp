@@ -7,29 +7,23 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
+#include <filesystem>
 #include <string>
 
-#include "analysis/AnalysisImage.h"
-#include "analysis/AnalysisImageFeed.h"
-#include "analysis/AnalysisOptions.h"
+#include "analysis/AnalysisSession.h"
 #include "analysis/HeadlessAnalysis.h"
 #include "analysis/Palettes.h"
-#include "analysis/ProjectFile.h"
-#include "persist/TagDefinitions.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
-#include "cli/ImageWriter.h"
+#include "cli/PictureOptions.h"
 #include "core/Log.h"
 #include "core/ProcessFigures.h"
 #include "core/SystemTime.h"
 #include "persist/MySettingsStore.h"
-#include "recording/WaveFileData.h"
+#include "render/PictureRenderer.h"
 
 namespace {
 
@@ -61,26 +55,27 @@ constexpr CWindowName kWindows[] = {
 };
 
 // The progress line: percent, MB/s and the time remaining, redrawn in place on a terminal.
-class CProgressLine final : public IAnalysisStatus {
+class CProgressLine final : public IAnalysisSessionListener {
  public:
   explicit CProgressLine(bool bTerminal) : m_bTerminal(bTerminal) {}
-  void FileOpened(bool bSuccess) override { m_bOpenFailed = !bSuccess; }
-  void ProgressChanged(const CAnalysisProgress& p) override {
+  void RunProgress(const SAnalysisRunState& s) override {
     if (!m_bTerminal) return;
-    std::fprintf(stderr, "\r%5.1f %%  %s  remaining %s   ", p.dPercent, p.strRate.c_str(), p.strRemaining.c_str());
+    std::fprintf(stderr, "\r%5.1f %%  %s  remaining %s   ", s.dPercent, s.strRate.c_str(), s.strRemaining.c_str());
     std::fflush(stderr);
     m_bDrawn = true;
   }
-  void RunFinished() override {
+  void RunFinished(const SAnalysisRunState&) override {
     if (m_bDrawn) std::fprintf(stderr, "\n");
     m_bDrawn = false;
   }
-  bool OpenFailed() const { return m_bOpenFailed; }
+  void EngineFault(const CEngineFault& fault) override {
+    std::fprintf(stderr, "%svexlor-cli analyse: %s\n", m_bDrawn ? "\n" : "", fault.strText.c_str());
+    m_bDrawn = false;
+  }
 
  private:
   bool m_bTerminal;
   bool m_bDrawn = false;
-  bool m_bOpenFailed = false;
 };
 
 bool ParseUnsigned(const CCliOptions& cli, const char* pszName, std::uint32_t& nValue, std::uint32_t nMax) {
@@ -143,21 +138,19 @@ int RunAnalyse(const CliArgs& args) {
   SPictureOptions picture;
   if (!ParsePictureOptions(cli, picture)) return 2;
   std::string strError;
-  if (imagePath && !ImageFormatSupported(*imagePath, strError)) {
+  if (imagePath && !CPictureRenderer::FormatSupported(*imagePath, strError)) {
     cli.Error(strError);
     return 2;
   }
 
-  // The analysis options, as the selection dialog would set them.
-  CAnalysisOptions options;
-  if (!ParseUnsigned(cli, "fft", options.m_nAnalysisFFTSize, 67108864u) ||
-      !ParseUnsigned(cli, "overlap", options.m_nAnalysisOverlap, 99u))
-    return 2;
+  // The analysis choices, as the selection dialog would set them.
+  std::uint32_t nFFTSize = 1048576, nOverlap = 0, eWindow = ANALYSIS_WINDOW_DEFAULT;
+  if (!ParseUnsigned(cli, "fft", nFFTSize, 67108864u) || !ParseUnsigned(cli, "overlap", nOverlap, 99u)) return 2;
   if (const auto window = cli.Value("window")) {
     bool bKnown = false;
     for (const CWindowName& w : kWindows) {
       if (*window == w.pszFlag) {
-        options.m_eAnalysisWindow = w.eWindow;
+        eWindow = w.eWindow;
         bKnown = true;
       }
     }
@@ -167,7 +160,6 @@ int RunAnalyse(const CliArgs& args) {
       return 2;
     }
   }
-  options.m_bAnalysisSwapIQ = cli.Has("swap-iq") ? 1 : 0;
   bool bWidthFull = false, bHeightFull = true;
   int nWidth = 5000, nHeight = 0;
   if (!ParseSize(cli, "width", nWidth, bWidthFull) || !ParseSize(cli, "height", nHeight, bHeightFull)) return 2;
@@ -177,8 +169,7 @@ int RunAnalyse(const CliArgs& args) {
     cli.Error("--threads: give a number of FFT threads from 1 up");
     return 2;
   }
-  CMySettingsStore settings;
-  int nHint = CAnalysisThreadPool::FFTHint(settings);
+  int nHint = -1;
   if (const auto hint = cli.Value("hint")) {
     if (*hint != "fast" && *hint != "best") {
       cli.Error("--hint: \"" + *hint + "\" is not fast or best");
@@ -186,22 +177,33 @@ int RunAnalyse(const CliArgs& args) {
     }
     nHint = *hint == "best" ? FFT_HINT_BEST : FFT_HINT_FAST;
   }
-  options.m_nFFTHint = nHint;
 
-  // The recording.
-  const std::string strFile = cli.Positional()[0];
-  CWaveFileData waveData;
-  CRecordingDescription desc;
-  if (!waveData.GetInformation(strFile, true, desc)) {
-    cli.Error(strFile + ": " + (waveData.FailureText().empty() ? "File format not supported" : waveData.FailureText()));
+  CMySettingsStore settings;
+  CHeadlessAnalysis engine(settings);
+  if (!engine.Created()) {
+    cli.Error("the analysis threads could not be started");
     return 1;
   }
-  options.SetFromRecording(desc);
-  std::uint32_t nCentre = options.m_nRecordingCenterFreq, nBandwidth = options.m_nRecordingBandwidth;
-  if (!ParseUnsigned(cli, "centre", nCentre, 0xFFFFFFFFu) || !ParseUnsigned(cli, "bandwidth", nBandwidth, 0xFFFFFFFFu))
+  CAnalysisSession session(engine, settings);
+
+  // The recording, then the choices that depend on it.
+  const std::string strFile = cli.Positional()[0];
+  if (!session.OpenRecording(strFile, strError)) {
+    cli.Error(strError);
+    return 1;
+  }
+  CAnalysisOptions& options = session.MutableOptions();
+  options.m_nAnalysisFFTSize = nFFTSize;
+  options.m_nAnalysisOverlap = nOverlap;
+  options.m_eAnalysisWindow = eWindow;
+  options.m_bAnalysisSwapIQ = cli.Has("swap-iq") ? 1 : 0;
+  if (nHint >= 0) options.m_nFFTHint = nHint;
+  // "full" is 0: one column per FFT bin of the band, one line per row of the data.
+  options.m_nAnalysisDisplayWidth = bWidthFull ? 0 : nWidth;
+  options.m_nAnalysisDisplayHeight = bHeightFull ? 0 : nHeight;
+  if (!ParseUnsigned(cli, "centre", options.m_nAnalysisCenterFreq, 0xFFFFFFFFu) ||
+      !ParseUnsigned(cli, "bandwidth", options.m_nAnalysisBandwidth, 0xFFFFFFFFu))
     return 2;
-  options.m_nAnalysisCenterFreq = nCentre;
-  options.m_nAnalysisBandwidth = nBandwidth;
   bool bStartGiven = false, bEndGiven = false;
   std::int64_t tStart = options.m_tRecordingStartUTC, tEnd = options.m_tRecordingEndUTC;
   if (!ParseTime(cli, "start", tStart, bStartGiven) || !ParseTime(cli, "end", tEnd, bEndGiven)) return 2;
@@ -210,63 +212,25 @@ int RunAnalyse(const CliArgs& args) {
     options.m_tAnalysisStartUTC = tStart;
     options.m_tAnalysisEndUTC = tEnd;
   }
-  options.UpdateDerivedValues(desc.m_nBytesPerSecond);
-  std::string strMessage;
-  if (!options.Check(strMessage)) {
-    cli.Error(strFile + ": " + strMessage);
-    return 1;
-  }
+  if (nThreads > 0) session.SetMaxThreadsOverride(static_cast<int>(nThreads));
 
-  // The picture: one column per FFT bin of the band with --width full, one line per row
-  // with --height full.
-  const CAnalysisImage::SBinRange bins = CAnalysisImage::SelectBins(options);
-  if (bWidthFull) nWidth = static_cast<int>(std::max<std::uint32_t>(bins.nCount, 1));
-  if (bHeightFull) {
-    // The rows the data really holds: the display-row figure counts whole seconds of the
-    // range, which can be a few rows short of (or past) the bytes of the files.
-    const std::int64_t nDataBytes = options.m_bAnalysisWholeRange
-                                        ? static_cast<std::int64_t>(desc.TotalBytes())
-                                        : options.m_nAnalysisDataLength;
-    const std::int64_t nRows = CAnalysisOptions::Rows(
-        nDataBytes, CAnalysisOptions::BytesPerSample(desc.m_nBytesPerSecond, desc.m_nSampleRate),
-        options.m_nAnalysisFFTSize, options.m_nAnalysisOverlap);
-    nHeight = static_cast<int>(std::clamp<std::int64_t>(nRows, 1, 1'000'000));
-  }
-  options.m_nAnalysisDisplayWidth = nWidth;
-  options.m_nAnalysisDisplayHeight = nHeight;
-  options.SaveCurrent();
-
-  CAnalysisImage image;
-  CAnalysisImageFeed feed(image, nWidth, nHeight);
   CProgressLine progress(isatty(STDERR_FILENO) == 1);
-  CNullAnalysisSound sound;
-  CHeadlessAnalysis analysis(settings);
-  if (!analysis.Created()) {
-    cli.Error("the analysis threads could not be started");
+  session.SetListener(&progress);
+  // Nobody watches a status display here: a run whose first file cannot be opened is
+  // aborted at once rather than left waiting for the user.
+  session.SetAbortWhenOpenFails(true);
+  if (!session.StartAnalysis(strError)) {
+    cli.Error(strFile + ": " + strError);
     return 1;
   }
-  CAnalysisRun& run = analysis.Run();
-  run.SetRowConsumer(&feed);
-  run.SetStatus(&progress);
-  run.SetSound(&sound);
-  if (nThreads > 0) run.SetMaxThreadsOverride(static_cast<int>(nThreads));
-
+  session.SaveCurrentOptions();
   std::fprintf(stderr, "Analysing %s: %u-point FFT, %s, %d rows, %.3f GB\n", strFile.c_str(),
                options.m_nAnalysisFFTSize, options.ResolutionBandwidthText().c_str(), options.m_nAnalysisDisplayRows,
                static_cast<double>(options.m_nAnalysisDataLength) / 1e9);
   g_bInterrupted = false;
   std::signal(SIGINT, OnInterrupt);
-  const auto tBegin = std::chrono::steady_clock::now();
-  run.Start(options);
   bool bAbortNoted = false;
-  bool bOpenFailureAborted = false;
-  analysis.PumpUntilFinished(&g_bInterrupted, [&] {
-    // A run whose first file cannot be opened waits for the user's abort; here nobody
-    // is watching a status display, so the abort is made at once.
-    if (progress.OpenFailed() && !bOpenFailureAborted) {
-      bOpenFailureAborted = true;
-      run.RequestAbort();
-    }
+  session.PumpUntilFinished(&g_bInterrupted, [&] {
     if (g_bInterrupted && !bAbortNoted) {
       bAbortNoted = true;
       std::fprintf(stderr, "\nAborting: what was analysed is kept; the rest of the recording is read and "
@@ -274,26 +238,21 @@ int RunAnalyse(const CliArgs& args) {
     }
   });
   std::signal(SIGINT, SIG_DFL);
-  const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - tBegin).count();
-  if (progress.OpenFailed()) {
+  const SAnalysisRunState& state = session.RunState();
+  if (state.bOpenFailed) {
     cli.Error(strFile + ": the recording's first file to analyse could not be opened (see " +
               LogFilePath().string() + ")");
     return 1;
   }
-  const std::size_t nRows = image.Rows().Count();
-  std::fprintf(stderr, "%s %zu rows in %.1f s (%.1f MB/s), peak memory %.1f MB\n",
-               g_bInterrupted ? "Aborted after" : "Analysed", nRows, dSeconds,
-               dSeconds > 0 ? static_cast<double>(run.BytesRead()) / dSeconds / 1e6 : 0.0,
-               static_cast<double>(PeakPrivateMemoryBytes()) / 1e6);
+  std::fprintf(stderr, "%s %u rows in %.1f s (%.1f MB/s), peak memory %.1f MB\n",
+               g_bInterrupted ? "Aborted after" : "Analysed", state.nRowsDone, state.dSeconds,
+               state.dMegabytesPerSecond, static_cast<double>(PeakPrivateMemoryBytes()) / 1e6);
 
   int nResult = 0;
   if (projectPath) {
     // The project carries the user's tag definitions, as the GUI's projects do.
-    CTagDefinitions tags;
-    std::error_code ec;
-    const std::string strTags =
-        std::filesystem::exists(CTagDefinitions::DefaultFilePath(), ec) && tags.LoadDefault() ? tags.SaveToText() : "";
-    if (CProjectFile::Save(options, *projectPath, image.Rows(), nWidth, nHeight, strTags, nullptr, strError)) {
+    session.LoadDefaultTags();
+    if (session.SaveProject(*projectPath, strError)) {
       std::printf("Project: %s\n", std::filesystem::absolute(*projectPath).c_str());
     } else {
       cli.Error(strError);
@@ -301,8 +260,9 @@ int RunAnalyse(const CliArgs& args) {
     }
   }
   if (imagePath) {
-    ApplyPictureOptions(picture, image);
-    if (SavePicture(image, *imagePath, strError)) {
+    ApplyPictureOptions(picture, session);
+    const CAnalysisImage& image = session.Image();
+    if (CPictureRenderer::Save(image, *imagePath, strError)) {
       std::printf("Image: %s (%d x %d pixels, palette \"%s\")\n", std::filesystem::absolute(*imagePath).c_str(),
                   image.Width(), image.Height(), CPalettes::Name(image.Palette()));
     } else {

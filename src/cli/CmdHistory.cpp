@@ -7,13 +7,14 @@
 #include <cstdio>
 #include <string>
 
-#include "analysis/AnalysisImage.h"
+#include "analysis/AnalysisSession.h"
 #include "analysis/SignalHistory.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
 #include "cli/ProjectInput.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
+#include "persist/MySettingsStore.h"
 
 int RunHistory(const CliArgs& args) {
   CCliOptions cli("history", {"freq"}, {"fixed-scale"});
@@ -26,30 +27,21 @@ int RunHistory(const CliArgs& args) {
   if (!cli.GetDouble("freq", dFrequencyHz)) return 2;
 
   const std::string projectPath = cli.Positional()[0];
-  SLoadedProject project;
-  if (!LoadProjectPicture(cli, projectPath, project)) return 1;
-  const CAnalysisOptions& options = project.options;
-  const int nWidth = project.nWidth;
-  const int nColumn = CAnalysisImage::FrequencyColumn(options, nWidth, dFrequencyHz);
+  CMySettingsStore settings;
+  CAnalysisSession session(settings);
+  if (!LoadProjectPicture(cli, projectPath, session)) return 1;
+  const int nWidth = session.Width();
+  const int nColumn = session.FrequencyColumn(dFrequencyHz);
   if (nColumn < 0) {
     cli.Error(StrFormat("--freq: %.0f Hz lies outside the picture, which spans %.0f .. %.0f Hz", dFrequencyHz,
-                        CAnalysisImage::ColumnFrequency(options, nWidth, 0),
-                        CAnalysisImage::ColumnFrequency(options, nWidth, nWidth - 1)));
+                        session.ColumnFrequency(0), session.ColumnFrequency(nWidth - 1)));
     return 1;
   }
 
-  // The analysed time range decides minute mode; a whole-range analysis may leave it 0.
-  std::int64_t nAnalysedSeconds = options.m_nAnalysisTimeRange;
-  if (nAnalysedSeconds == 0) nAnalysedSeconds = options.m_tAnalysisEndUTC - options.m_tAnalysisStartUTC;
-
-  // Row times count from the start of the analysed range, yet the history adds the
-  // recording's start to them, as its chart always has: for a range that begins later in
-  // the recording the times read early by that offset.
-  CSignalHistory history;
-  history.Fill(project.rows, nWidth, nColumn, options.m_tRecordingStartUTC, nAnalysedSeconds);
+  const CSignalHistory history = session.SignalHistoryOfColumn(nColumn);
   const CSignalHistory::SScale scale = history.Scale(cli.Has("fixed-scale"));
   std::fprintf(stderr, "Column %d of %d (%.0f Hz), %zu points%s, level axis %s .. %s dB\n", nColumn, nWidth,
-               CAnalysisImage::ColumnFrequency(options, nWidth, nColumn), history.Points().size(),
+               session.ColumnFrequency(nColumn), history.Points().size(),
                history.MinuteMode() ? " (one per minute)" : "", StrFormat(scale.pszFormat, scale.dLow).c_str(),
                StrFormat(scale.pszFormat, scale.dHigh).c_str());
 

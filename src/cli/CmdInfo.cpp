@@ -2,17 +2,17 @@
 // prints the recording rows of the summary table and the file list, or, with --json, every
 // field of the recording description as it is held.
 
+#include <algorithm>
 #include <cstdio>
-#include <filesystem>
 #include <string>
-#include <system_error>
 
+#include "analysis/AnalysisSession.h"
+#include "analysis/SelectionModel.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
 #include "recording/RecordingDescription.h"
-#include "recording/WaveFileData.h"
 
 namespace {
 
@@ -56,11 +56,6 @@ std::string JsonString(const std::string& s) {
   return out + "\"";
 }
 
-std::string Duration(double dSeconds) {
-  const long long n = dSeconds > 0 ? static_cast<long long>(dSeconds) : 0;
-  return StrFormat("%lld:%02lld:%02lld", n / 3600, n / 60 % 60, n % 60);
-}
-
 void PrintJson(const std::string& strFile, const CRecordingDescription& d) {
   std::printf("{\n");
   std::printf("  \"file\": %s,\n", JsonString(strFile).c_str());
@@ -99,19 +94,14 @@ void PrintJson(const std::string& strFile, const CRecordingDescription& d) {
 }
 
 void PrintTable(const CRecordingDescription& d) {
-  const auto row = [](const char* pszLabel, const std::string& strValue) {
-    std::printf("%-16s %s\n", pszLabel, strValue.c_str());
-  };
-  const std::uint64_t nBytes = d.TotalBytes();
-  row("Files", StrFormat("%u", d.m_nFiles));
-  row("Size", StrFormat("%.3f GB (%llu bytes)", static_cast<double>(nBytes) / 1e9, static_cast<unsigned long long>(nBytes)));
-  row("Source", d.m_strSource);
-  row("Center Freq", StrFormat("%u Hz", d.m_nCenterFrequency));
-  row("Bandwidth", StrFormat("%u Hz", d.m_nSampleRate));
-  row("Bits per sample", StrFormat("%u", d.m_nBitsPerSample));
-  row("Start (UTC)", FormatUtcSeconds(d.m_tStart));
-  row("End (UTC)", FormatUtcSeconds(d.m_tEnd));
-  row("Duration", Duration(d.m_dDuration));
+  for (const CSelectionModel::SSummaryRow& row : CSelectionModel::RecordingRows(d)) {
+    // The exact size goes beside the rounded one: a terminal has the room.
+    const std::string strValue =
+        row.strLabel == "Size" ? StrFormat("%s (%llu bytes)", row.strValue.c_str(),
+                                           static_cast<unsigned long long>(d.TotalBytes()))
+                               : row.strValue;
+    std::printf("%-16s %s\n", row.strLabel.c_str(), strValue.c_str());
+  }
 
   // The file count is the recording's true size: an SDRSharp recording lists its file twice.
   const std::size_t nFiles = std::min<std::size_t>(d.m_nFiles, d.m_astrFileNames.size());
@@ -133,25 +123,10 @@ int RunInfo(const CliArgs& args) {
     return 2;
   }
   const std::string strFile = options.Positional()[0];
-  std::error_code ec;
-  const std::filesystem::file_status status = std::filesystem::status(strFile, ec);
-  if (!std::filesystem::exists(status)) {
-    options.Error(strFile + ": not found");
-    return 1;
-  }
-  if (std::filesystem::is_directory(status)) {
-    options.Error(strFile + ": is a folder, not a recording file");
-    return 1;
-  }
-
-  CWaveFileData reader;
   CRecordingDescription desc;
-  if (!reader.GetInformation(strFile, true, desc)) {
-    options.Error(strFile + ": " + reader.FailureText());
-    return 1;
-  }
-  if (desc.m_nFiles == 0) {
-    options.Error(strFile + ": the description's \"FirstFile\" names no file ending in \" 000.wav\"");
+  std::string strError;
+  if (!CAnalysisSession::ReadRecording(strFile, desc, strError)) {
+    options.Error(strError);
     return 1;
   }
   if (options.Has("json"))

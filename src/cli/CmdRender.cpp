@@ -6,12 +6,14 @@
 #include <cstdio>
 #include <string>
 
-#include "analysis/AnalysisImage.h"
+#include "analysis/AnalysisSession.h"
 #include "analysis/Palettes.h"
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
-#include "cli/ImageWriter.h"
+#include "cli/PictureOptions.h"
 #include "cli/ProjectInput.h"
+#include "persist/MySettingsStore.h"
+#include "render/PictureRenderer.h"
 
 int RunRender(const CliArgs& args) {
   CCliOptions cli("render", {"image", "palette", "scale", "contrast"}, {});
@@ -25,26 +27,21 @@ int RunRender(const CliArgs& args) {
   if (!ParsePictureOptions(cli, picture)) return 2;
   const std::string imagePath = *cli.Value("image");
   std::string strError;
-  if (!ImageFormatSupported(imagePath, strError)) {
+  if (!CPictureRenderer::FormatSupported(imagePath, strError)) {
     cli.Error(strError);
     return 1;
   }
 
-  const std::string projectPath = cli.Positional()[0];
-  SLoadedProject project;
-  if (!LoadProjectPicture(cli, projectPath, project)) return 1;
-
-  CAnalysisImage image;
-  image.Reset(project.options, project.nWidth, project.nHeight);
-  ApplyPictureOptions(picture, image);
-  const std::size_t nRows = project.rows.Count();
-  image.SetRows(std::move(project.rows));
-
-  if (!SavePicture(image, imagePath, strError)) {
+  CMySettingsStore settings;
+  CAnalysisSession session(settings);
+  if (!LoadProjectPicture(cli, cli.Positional()[0], session)) return 1;
+  ApplyPictureOptions(picture, session);
+  const CAnalysisImage& image = session.Image();
+  if (!CPictureRenderer::Save(image, imagePath, strError)) {
     cli.Error(strError);
     return 1;
   }
   std::printf("%s: %d x %d pixels from %zu rows, palette \"%s\"\n", imagePath.c_str(), image.Width(),
-              image.Height(), nRows, CPalettes::Name(image.Palette()));
+              image.Height(), image.Rows().Count(), CPalettes::Name(image.Palette()));
   return 0;
 }

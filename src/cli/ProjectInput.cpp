@@ -1,24 +1,18 @@
 #include "cli/ProjectInput.h"
 
-#include "analysis/AnalysisImage.h"
-#include "analysis/ProjectFile.h"
+#include "analysis/AnalysisSession.h"
 #include "cli/CliOptions.h"
 
-bool LoadProjectPicture(const CCliOptions& cli, const std::string& path, SLoadedProject& project) {
-  int nStatedWidth = 0;
-  int nStatedHeight = 0;
-  std::string strTags;
+bool LoadProjectPicture(const CCliOptions& cli, const std::string& path, CAnalysisSession& session) {
   std::string strMessage;
-  if (!CProjectFile::Load(project.options, path, project.rows, nStatedWidth, nStatedHeight, strTags, nullptr,
-                          strMessage)) {
+  if (!session.LoadProject(path, strMessage)) {
     cli.Error(strMessage);
     return false;
   }
   if (!strMessage.empty()) cli.Error(path + ": " + strMessage);
-  if (project.rows.Empty()) {
+  if (session.Image().Rows().Empty()) {
     cli.Error(path + ": the project holds no picture rows");
     return false;
   }
-  CAnalysisImage::FitToRows(project.rows, nStatedWidth, nStatedHeight, project.nWidth, project.nHeight);
   return true;
 }

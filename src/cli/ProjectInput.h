@@ -1,22 +1,13 @@
 #pragma once
 // A saved project as the sub-commands that work without the recording (render, history)
-// take it: options, picture rows and the picture size fitted to those rows.
+// take it: loaded into a session, with what went wrong printed.
 
 #include <string>
 
-#include "analysis/AnalysisOptions.h"
-#include "analysis/ImageRows.h"
-
+class CAnalysisSession;
 class CCliOptions;
 
-struct SLoadedProject {
-  CAnalysisOptions options;
-  CImageRows rows;
-  // The project's stated picture size, kept within its rows (CAnalysisImage::FitToRows).
-  int nWidth = 0;
-  int nHeight = 0;
-};
-
-// Loads the project at path. Damage the loader worked around is reported and what is sound
-// is kept; a file that is no project, or one without picture rows, prints why and fails.
-bool LoadProjectPicture(const CCliOptions& cli, const std::string& path, SLoadedProject& project);
+// Loads the project at path into session. Damage the loader worked around is reported and
+// what is sound is kept; a file that is no project, or one without picture rows, prints
+// why and fails.
+bool LoadProjectPicture(const CCliOptions& cli, const std::string& path, CAnalysisSession& session);

@@ -1,15 +1,9 @@
-#include "cli/ImageWriter.h"
+#include "render/PictureRenderer.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstdlib>
 #include <memory>
 #include <vector>
-
-#include "analysis/AnalysisImage.h"
-#include "cli/CliOptions.h"
-#include "core/Log.h"
 
 #include <QByteArray>
 #include <QColor>
@@ -17,11 +11,13 @@
 #include <QFont>
 #include <QFontMetrics>
 #include <QGuiApplication>
-#include <QImage>
 #include <QImageWriter>
 #include <QMessageLogContext>
 #include <QPainter>
 #include <QString>
+
+#include "analysis/AnalysisImage.h"
+#include "core/Log.h"
 
 namespace {
 
@@ -90,7 +86,7 @@ void DrawTimeLabels(QImage& picture, const std::vector<CAnalysisImage::STimeLabe
 
 }  // namespace
 
-bool ImageFormatSupported(const std::filesystem::path& path, std::string& strError) {
+bool CPictureRenderer::FormatSupported(const std::filesystem::path& path, std::string& strError) {
   const QByteArray format = FormatOf(path);
   if (format.isEmpty() || !QImageWriter::supportedImageFormats().contains(format)) {
     std::string known;
@@ -102,17 +98,20 @@ bool ImageFormatSupported(const std::filesystem::path& path, std::string& strErr
   return true;
 }
 
-bool SavePicture(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError) {
-  if (!ImageFormatSupported(path, strError)) return false;
+QImage CPictureRenderer::Render(const CAnalysisImage& image) {
   const std::vector<CAnalysisImage::STimeLabel> labels = image.TimeLabels();
   const std::unique_ptr<QGuiApplication> pApplication = labels.empty() ? nullptr : MakeTextApplication();
-  // Read-only over the picture's own buffer; labels are drawn on a copy.
-  QImage picture(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(), image.Stride(),
-                 QImage::Format_ARGB32);
-  if (!labels.empty()) {
-    picture = picture.copy();
-    DrawTimeLabels(picture, labels, image.Colours().OverlayColour());
-  }
+  // Read-only over the picture's own buffer; the copy is the one drawn on.
+  QImage picture = QImage(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(),
+                          image.Stride(), QImage::Format_ARGB32)
+                       .copy();
+  if (!labels.empty()) DrawTimeLabels(picture, labels, image.Colours().OverlayColour());
+  return picture;
+}
+
+bool CPictureRenderer::Save(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError) {
+  if (!FormatSupported(path, strError)) return false;
+  const QImage picture = Render(image);
   QImageWriter writer(QString::fromStdString(path.string()), FormatOf(path));
   if (!writer.write(picture)) {
     strError = ErrorText(path, writer.errorString().toStdString());
@@ -120,62 +119,4 @@ bool SavePicture(const CAnalysisImage& image, const std::filesystem::path& path,
   }
   strError.clear();
   return true;
-}
-
-namespace {
-
-bool ParseLevel(const std::string& text, int& nLevel) {
-  if (text.empty()) return false;
-  errno = 0;
-  char* end = nullptr;
-  const long v = std::strtol(text.c_str(), &end, 10);
-  if (*end != '\0' || errno == ERANGE || v < -1000 || v > 1000) return false;
-  nLevel = static_cast<int>(v);
-  return true;
-}
-
-}  // namespace
-
-bool ParsePictureOptions(const CCliOptions& cli, SPictureOptions& picture) {
-  if (auto palette = cli.Value("palette")) {
-    picture.nPalette = CPalettes::FromText(*palette);
-    if (picture.nPalette < 0) {
-      cli.Error("--palette: \"" + *palette +
-                "\" is not a palette (0..4, \"Black and White\", \"Blue and White\", \"Mother Nature\", "
-                "\"Radar Glow\" or \"SpectraVue\")");
-      return false;
-    }
-  }
-  if (auto scale = cli.Value("scale")) {
-    if (*scale == "auto") {
-      picture.bScaleAutomatic = true;
-    } else {
-      const std::size_t comma = scale->find(',');
-      int nLow = 0;
-      int nHigh = 0;
-      if (comma == std::string::npos || !ParseLevel(scale->substr(0, comma), nLow) ||
-          !ParseLevel(scale->substr(comma + 1), nHigh) || nLow == nHigh) {
-        cli.Error("--scale: \"" + *scale + "\" is neither \"auto\" nor two different levels in dB as LO,HI "
-                  "(for example -150,-60)");
-        return false;
-      }
-      picture.bScaleAutomatic = false;
-      picture.nLevelLow = std::min(nLow, nHigh);
-      picture.nLevelHigh = std::max(nLow, nHigh);
-    }
-  }
-  std::int64_t nContrast = picture.nContrast;
-  if (!cli.GetInt64("contrast", nContrast)) return false;
-  if (nContrast < 0 || nContrast > 100) {
-    cli.Error("--contrast: " + std::to_string(nContrast) + " is outside 0..100");
-    return false;
-  }
-  picture.nContrast = static_cast<int>(nContrast);
-  return true;
-}
-
-void ApplyPictureOptions(const SPictureOptions& picture, CAnalysisImage& image) {
-  // The first manual level is the weakest colour's, the second the strongest's.
-  image.SetColouring(picture.nPalette, picture.bScaleAutomatic, picture.nContrast, picture.nLevelLow,
-                     picture.nLevelHigh);
 }

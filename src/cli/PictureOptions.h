@@ -1,27 +1,12 @@
 #pragma once
-// Saving an analysis picture as an image file, and the picture options of the sub-commands
-// that write pictures (--palette, --scale, --contrast).
-//
-// The picture's 32-bit ARGB buffer is wrapped in a QImage; its time labels are drawn over
-// the left edge of a copy. The file format follows the extension: ".png", ".bmp",
-// ".jpg"/".jpeg", or any other format this Qt build can write (Qt has no GIF writer).
-
-#include <filesystem>
-#include <string>
+// The picture options of the sub-commands that write pictures (--palette, --scale,
+// --contrast).
 
 #include "analysis/ImageScaling.h"
 #include "analysis/Palettes.h"
 
-class CAnalysisImage;
+class CAnalysisSession;
 class CCliOptions;
-
-// Writes image's picture with its time labels, each a tick and a "%H:%M:%S" text in the
-// palette's overlay colour. On failure returns false with strError as
-// "Error saving file as <path> - <reason>".
-bool SavePicture(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError);
-
-// Whether an image can be written for path's extension (checked before a long run).
-bool ImageFormatSupported(const std::filesystem::path& path, std::string& strError);
 
 // --palette 0..4|NAME      "Black and White", "Blue and White", "Mother Nature", "Radar Glow",
 //                          "SpectraVue" (the default), by number or name in any case
@@ -39,4 +24,4 @@ struct SPictureOptions {
 
 // Reads the options present; on a bad value prints the reason and returns false.
 bool ParsePictureOptions(const CCliOptions& cli, SPictureOptions& picture);
-void ApplyPictureOptions(const SPictureOptions& picture, CAnalysisImage& image);
+void ApplyPictureOptions(const SPictureOptions& picture, CAnalysisSession& session);
