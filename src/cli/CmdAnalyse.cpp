@@ -262,7 +262,7 @@ int RunAnalyse(const CliArgs& args) {
   if (imagePath) {
     ApplyPictureOptions(picture, session);
     const CAnalysisImage& image = session.Image();
-    if (CPictureRenderer::Save(image, *imagePath, strError)) {
+    if (CPictureRenderer::Save(session, *imagePath, strError)) {
       std::printf("Image: %s (%d x %d pixels, palette \"%s\")\n", std::filesystem::absolute(*imagePath).c_str(),
                   image.Width(), image.Height(), CPalettes::Name(image.Palette()));
     } else {

@@ -16,14 +16,20 @@
 #include <QPainter>
 #include <QString>
 
-#include "analysis/AnalysisImage.h"
+#include <gif_lib.h>
+
+#include <QSaveFile>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "analysis/AnalysisSession.h"
+#include "render/PictureAnnotations.h"
 #include "core/Log.h"
 
 namespace {
 
-// Label text height and the tick drawn at the label's row, in pixels.
 constexpr int kLabelPixelSize = 11;
-constexpr int kLabelTick = 6;
 
 QByteArray FormatOf(const std::filesystem::path& path) {
   std::string ext = path.extension().string();
@@ -57,40 +63,45 @@ std::unique_ptr<QGuiApplication> MakeTextApplication() {
   return std::make_unique<QGuiApplication>(argc, argv);
 }
 
-// Each label's row gets a tick at the left edge and the time just above it, outlined in
-// black so that it reads on any colour of the picture.
-void DrawTimeLabels(QImage& picture, const std::vector<CAnalysisImage::STimeLabel>& labels, QRgb colour) {
-  QPainter painter(&picture);
-  QFont font = painter.font();
-  font.setPixelSize(kLabelPixelSize);
-  painter.setFont(font);
-  const int nDescent = QFontMetrics(font).descent();
-  const QColor textColour = QColor::fromRgb(colour);
-  for (const CAnalysisImage::STimeLabel& label : labels) {
-    if (label.nRow >= static_cast<std::size_t>(picture.height())) continue;
-    const int y = picture.height() - 1 - static_cast<int>(label.nRow);
-    const QString text = QString::fromStdString(label.strText);
-    const int nBaseline = y - 1 - nDescent;
-    painter.setPen(Qt::black);
-    painter.drawLine(0, y + 1, kLabelTick, y + 1);
-    for (int dx = -1; dx <= 1; ++dx) {
-      for (int dy = -1; dy <= 1; ++dy) {
-        if (dx != 0 || dy != 0) painter.drawText(2 + dx, nBaseline + dy, text);
-      }
-    }
-    painter.setPen(textColour);
-    painter.drawLine(0, y, kLabelTick, y);
-    painter.drawText(2, nBaseline, text);
+// Colours reduced to 256 and written through giflib, the whole file at once.
+bool WriteGif(const QImage& image, const QString& strPath, std::string& strReason) {
+  const QImage indexed = image.convertToFormat(QImage::Format_Indexed8, Qt::ThresholdDither | Qt::AvoidDither);
+  int nError = 0;
+  GifFileType* pGif = EGifOpenFileName(strPath.toLocal8Bit().constData(), false, &nError);
+  if (!pGif) {
+    strReason = GifErrorString(nError);
+    return false;
   }
+  const QList<QRgb> table = indexed.colorTable();
+  std::vector<GifColorType> aColours(256);
+  for (int i = 0; i < table.size() && i < 256; ++i)
+    aColours[static_cast<std::size_t>(i)] = {static_cast<GifByteType>(qRed(table[i])),
+                                             static_cast<GifByteType>(qGreen(table[i])),
+                                             static_cast<GifByteType>(qBlue(table[i]))};
+  ColorMapObject* pMap = GifMakeMapObject(256, aColours.data());
+  bool bOK = pMap && EGifPutScreenDesc(pGif, indexed.width(), indexed.height(), 8, 0, pMap) == GIF_OK &&
+             EGifPutImageDesc(pGif, 0, 0, indexed.width(), indexed.height(), false, nullptr) == GIF_OK;
+  for (int y = 0; bOK && y < indexed.height(); ++y)
+    bOK = EGifPutLine(pGif, const_cast<GifPixelType*>(indexed.constScanLine(y)), indexed.width()) == GIF_OK;
+  if (!bOK) strReason = GifErrorString(pGif->Error);
+  GifFreeMapObject(pMap);
+  if (EGifCloseFile(pGif, &nError) != GIF_OK && bOK) {
+    strReason = GifErrorString(nError);
+    bOK = false;
+  }
+  return bOK;
 }
+
+bool IsGif(const QByteArray& format) { return format == "gif"; }
 
 }  // namespace
 
 bool CPictureRenderer::FormatSupported(const std::filesystem::path& path, std::string& strError) {
   const QByteArray format = FormatOf(path);
+  if (IsGif(format)) return true;
   if (format.isEmpty() || !QImageWriter::supportedImageFormats().contains(format)) {
-    std::string known;
-    for (const QByteArray& f : QImageWriter::supportedImageFormats()) known += (known.empty() ? "" : ", ") + f.toStdString();
+    std::string known = "gif";
+    for (const QByteArray& f : QImageWriter::supportedImageFormats()) known += ", " + f.toStdString();
     strError = ErrorText(path, "unsupported image format \"" + format.toStdString() + "\" (this build writes " +
                                    known + ")");
     return false;
@@ -98,24 +109,73 @@ bool CPictureRenderer::FormatSupported(const std::filesystem::path& path, std::s
   return true;
 }
 
-QImage CPictureRenderer::Render(const CAnalysisImage& image) {
-  const std::vector<CAnalysisImage::STimeLabel> labels = image.TimeLabels();
-  const std::unique_ptr<QGuiApplication> pApplication = labels.empty() ? nullptr : MakeTextApplication();
-  // Read-only over the picture's own buffer; the copy is the one drawn on.
-  QImage picture = QImage(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(),
-                          image.Stride(), QImage::Format_ARGB32)
-                       .copy();
-  if (!labels.empty()) DrawTimeLabels(picture, labels, image.Colours().OverlayColour());
-  return picture;
+QImage CPictureRenderer::PictureOnly(const CAnalysisSession& session) {
+  const CAnalysisImage& image = session.Image();
+  return QImage(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(), image.Stride(),
+                QImage::Format_ARGB32)
+      .copy();
 }
 
-bool CPictureRenderer::Save(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError) {
+QImage CPictureRenderer::Render(const CAnalysisSession& session) {
+  const std::unique_ptr<QGuiApplication> pApplication = MakeTextApplication();
+  const CAnalysisImage& image = session.Image();
+  const int nTop = kTitleHeight + kScaleHeight;
+  QImage canvas(kTimeWidth + image.Width() + kBarWidth, nTop + image.Height() + kBottomMargin, QImage::Format_ARGB32);
+  canvas.fill(CPictureAnnotations::kBackground);
+  QPainter painter(&canvas);
+  QFont font = painter.font();
+  font.setPixelSize(kLabelPixelSize);
+  painter.setFont(font);
+  // Read-only over the picture's own buffer: the pixels are drawn unchanged.
+  const QImage picture(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(), image.Stride(),
+                       QImage::Format_ARGB32);
+  painter.drawImage(kTimeWidth, nTop, picture);
+  CPictureAnnotations::SMapping map;
+  map.rcPicture = QRectF(kTimeWidth, nTop, image.Width(), image.Height());
+  if (session.Options().m_bAnalysisShowGrid) CPictureAnnotations::DrawGrid(painter, session, map);
+  CPictureAnnotations::DrawTags(painter, session, map);
+  painter.setPen(CPictureAnnotations::kTextColour);
+  painter.drawText(QRectF(4, 0, canvas.width() - 8, kTitleHeight), Qt::AlignLeft | Qt::AlignVCenter,
+                   CPictureAnnotations::TitleText(session));
+  CPictureAnnotations::DrawFrequencyScale(painter, session, map, nTop - 10);
+  CPictureAnnotations::DrawTimeLabels(painter, session, map);
+  const double dBarHeight = std::min<double>(image.Height(), 400.0);
+  CPictureAnnotations::DrawColourBar(painter, session, QRectF(kTimeWidth + image.Width() + 8, nTop, 14, dBarHeight));
+  return canvas;
+}
+
+bool CPictureRenderer::Save(const CAnalysisSession& session, const std::filesystem::path& path, std::string& strError) {
   if (!FormatSupported(path, strError)) return false;
-  const QImage picture = Render(image);
-  QImageWriter writer(QString::fromStdString(path.string()), FormatOf(path));
-  if (!writer.write(picture)) {
-    strError = ErrorText(path, writer.errorString().toStdString());
-    return false;
+  const QImage picture = Render(session);
+  const QByteArray format = FormatOf(path);
+  const QString strPath = QString::fromStdString(path.string());
+  std::string strReason;
+  if (IsGif(format)) {
+    // giflib writes by name: a temporary name beside the target, renamed into place.
+    const QString strTemp = strPath + ".part";
+    if (!WriteGif(picture, strTemp, strReason) || std::rename(strTemp.toLocal8Bit().constData(),
+                                                              strPath.toLocal8Bit().constData()) != 0) {
+      if (strReason.empty()) strReason = std::strerror(errno);
+      std::remove(strTemp.toLocal8Bit().constData());
+      strError = ErrorText(path, strReason);
+      return false;
+    }
+  } else {
+    QSaveFile file(strPath);
+    QImageWriter writer(&file, format);
+    if (!file.open(QIODevice::WriteOnly)) {
+      strError = ErrorText(path, file.errorString().toStdString());
+      return false;
+    }
+    if (!writer.write(picture)) {
+      strError = ErrorText(path, writer.errorString().toStdString());
+      file.cancelWriting();
+      return false;
+    }
+    if (!file.commit()) {
+      strError = ErrorText(path, file.errorString().toStdString());
+      return false;
+    }
   }
   strError.clear();
   return true;
