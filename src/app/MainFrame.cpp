@@ -335,7 +335,8 @@ void CMainFrame::UpdateCommands() {
   const bool bBusy = m_pView->IsBusy();
   const CAnalysisSession& session = m_pView->Session();
   const bool bHaveOptions = session.HasRecording() || !session.Options().m_astrRecordingFilenames.empty();
-  for (const char* psz : {"NewProject", "OpenProject", "EditProject"}) Action(psz)->setEnabled(!bBusy);
+  for (const char* psz : {"NewProject", "OpenProject"}) Action(psz)->setEnabled(!bBusy);
+  Action("EditProject")->setEnabled(!bBusy && bHaveOptions);
   Action("SaveProject")->setEnabled(!bBusy && session.Image().Rows().Count() > 0);
   Action("SaveImage")->setEnabled(!bBusy && session.Image().Rows().Count() > 0);
   Action("Analyse")->setEnabled(bBusy || bHaveOptions);
@@ -403,7 +404,8 @@ bool CMainFrame::RunProjectDialog(bool bNew, const QString& strFile) {
   return StartAnalysis(bNew ? "New Project" : "Edit Project");
 }
 
-bool CMainFrame::OpenFile(const QString& strPath, bool bAnalyse) {
+bool CMainFrame::OpenFile(const QString& strGivenPath, bool bAnalyse) {
+  const QString strPath = QFileInfo(strGivenPath).absoluteFilePath();
   if (IsProjectPath(strPath)) return OpenProject(strPath);
   if (!bAnalyse) {
     RunProjectDialog(true, strPath);

@@ -114,6 +114,8 @@ CSelectDataFile::CSelectDataFile(EMode eMode, CMySettingsStore& settings, const 
   m_pSummary->horizontalHeader()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
   m_pSummary->horizontalHeader()->setStretchLastSection(true);
   m_pSummary->verticalHeader()->hide();
+  m_pSummary->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+  m_pSummary->verticalHeader()->setDefaultSectionSize(m_pSummary->fontMetrics().height() + 6);
   m_pSummary->setEditTriggers(QAbstractItemView::NoEditTriggers);
   m_pSummary->setSelectionMode(QAbstractItemView::NoSelection);
   m_pSummary->setMinimumHeight(kMinSummaryHeight);

@@ -39,8 +39,8 @@ void CPictureAnnotations::DrawFrequencyScale(QPainter& painter, const CAnalysisS
     painter.drawLine(QPointF(x, rc.top() - 7), QPointF(x, rc.top() - 1));
     const QString strLabel = QString::fromStdString(tick.strLabel);
     const double w = fm.horizontalAdvance(strLabel);
-    // Labels at the ends stay within the picture's columns.
-    const double left = std::clamp(x - w / 2, rc.left() - 20, std::max(rc.left() - 20, rc.right() + 20 - w));
+    // The first label starts no further left than the picture (the time zone is there).
+    const double left = std::max(x - w / 2, rc.left());
     painter.drawText(QPointF(left, dBaselineY), strLabel);
   }
 }
