@@ -149,6 +149,28 @@ bool CAnalysisSession::OpenRecording(const std::filesystem::path& path, std::str
 
 // --- Options ---------------------------------------------------------------------------
 
+bool CAnalysisSession::ApplySelection(const CSelectionModel& model, std::string& strTitle, std::string& strMessage) {
+  if (IsBusy()) {
+    strTitle = "New Project";
+    strMessage = "An analysis is running.";
+    return false;
+  }
+  if (!model.Accept(strTitle, strMessage)) return false;
+  m_desc = *model.Recording();
+  m_bHaveRecording = true;
+  const int nHint = m_options.m_nFFTHint;
+  m_options = model.Options();
+  m_options.m_nFFTHint = nHint;
+  if (!SaveCurrentOptions()) LogF("Cannot save %s", CAnalysisOptions::CurrentOptionsPath().c_str());
+  return true;
+}
+
+CSelectionModel CAnalysisSession::SelectionModel() const {
+  CSelectionModel model;
+  if (m_bHaveRecording) model.SetFromOptions(m_desc, m_options);
+  return model;
+}
+
 void CAnalysisSession::SetOptions(const CAnalysisOptions& options) { m_options.CopyFrom(options); }
 
 std::uint32_t CAnalysisSession::BytesPerSecond() const {
@@ -294,14 +316,7 @@ void CAnalysisSession::SetMaxThreadsOverride(int nMaxThreads) {
 
 bool CAnalysisSession::IsBusy() const { return m_pRun && m_pRun->IsBusy(); }
 
-int CAnalysisSession::BusyWorkerThreads() const {
-  if (!m_pPool) return 0;
-  int n = 0;
-  for (CBackgroundThreadFFT* pWorker : m_pPool->FFTWorkers()) n += pWorker->IsBusy() ? 1 : 0;
-  n += m_pPool->Reader().IsBusy() ? 1 : 0;
-  n += m_pPool->Forwarder().IsBusy() ? 1 : 0;
-  return n;
-}
+int CAnalysisSession::BusyWorkerThreads() const { return m_pPool ? m_pPool->BusyThreadCount() : 0; }
 
 void CAnalysisSession::UpdateState() {
   if (!m_pRun) return;

@@ -38,6 +38,7 @@
 #include "analysis/AnalysisOptions.h"
 #include "analysis/AnalysisRunInterfaces.h"
 #include "analysis/PictureClick.h"
+#include "analysis/SelectionModel.h"
 #include "analysis/SignalHistory.h"
 #include "core/EngineFaults.h"
 #include "persist/TagDefinitions.h"
@@ -146,6 +147,12 @@ class CAnalysisSession {
   // or range (StartAnalysis does it too).
   CAnalysisOptions& MutableOptions() { return m_options; }
   void SetOptions(const CAnalysisOptions& options);
+  // The New/Edit Project dialog: a model of the open recording and the current options
+  // (empty without a recording), and its acceptance: on success the model's recording and
+  // options become the document's and "CurrentAnalysisOptions.xml" is saved; on refusal
+  // the message box's title and text.
+  CSelectionModel SelectionModel() const;
+  bool ApplySelection(const CSelectionModel& model, std::string& strTitle, std::string& strMessage);
   void UpdateDerivedValues();
   // The recording's bytes per second: the description's when a recording is open, else the
   // options' own figure (a loaded project).

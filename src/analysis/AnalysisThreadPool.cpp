@@ -74,3 +74,9 @@ int CAnalysisThreadPool::FFTHint(CMySettingsStore& settings) {
   settings.Read("CMainFrame::FFTHint", n);
   return n;
 }
+
+int CAnalysisThreadPool::BusyThreadCount() const {
+  int n = (m_reader.IsBusy() ? 1 : 0) + (m_forwarder.IsBusy() ? 1 : 0);
+  for (const auto& pWorker : m_apFFT) n += pWorker->IsBusy() ? 1 : 0;
+  return n;
+}

@@ -35,6 +35,9 @@ class CAnalysisThreadPool {
   CBackgroundThreadReader& Reader() { return m_reader; }
   CBackgroundThreadReader& Forwarder() { return m_forwarder; }
   std::vector<CBackgroundThreadFFT*> FFTWorkers() const;
+  // Workers busy at the moment (processing a packet or with packets queued): the status
+  // bar's "Threads".
+  int BusyThreadCount() const;
   // The large blocks that the reader and the forwarder reuse from run to run.
   CBlockCache& BlockCache() { return m_blockCache; }
 

@@ -12,6 +12,7 @@
 #include "core/EngineFaults.h"
 #include "core/Log.h"
 #include "core/RegisteredMessages.h"
+#include "recording/IQSampleConverter.h"
 
 namespace {
 
@@ -80,35 +81,39 @@ void CBackgroundThreadFFT::BuildState() {
   m_nFFTSize = m_options.m_nAnalysisFFTSize;
   m_eWindowInUse = EffectiveAnalysisWindow(m_options.m_eAnalysisWindow);
   m_nHintInUse = m_options.m_nFFTHint;
-  m_workA = CFFTWFloats(2 * std::size_t{m_nFFTSize});
-  m_workB = CFFTWFloats(2 * std::size_t{m_nFFTSize});
+  m_workA.Resize(2 * std::size_t{m_nFFTSize});
+  m_workB.Resize(2 * std::size_t{m_nFFTSize});
   // Without buffers or a plan every row comes out at the noise floor: the user must know.
   const auto fault = [this](EEngineFault eKind, const std::string& strText) {
     Log("%s", strText.c_str());
     ReportEngineFault(eKind, strText);
   };
-  if (!m_workA || !m_workB)
+  if (m_workA.empty() || m_workB.empty()) {
     fault(EEngineFault::Buffer,
           StrFormat("FFT %d> Cannot allocate the work buffers of a %u-point FFT", m_nIndex + 1, m_nFFTSize));
-  else if (!m_plan.Create(m_nFFTSize, m_workB.Data(), m_workA.Data(), m_nHintInUse))
-    fault(EEngineFault::FFTPlan, StrFormat("FFT %d> Cannot make an FFT plan of %u points", m_nIndex + 1, m_nFFTSize));
+  } else {
+    m_plan = CFFTWPlanF::Complex(static_cast<int>(m_nFFTSize), m_workB.data(), m_workA.data(), FFTW_FORWARD,
+                                 m_nHintInUse);
+    if (!m_plan)
+      fault(EEngineFault::FFTPlan, StrFormat("FFT %d> Cannot make an FFT plan of %u points", m_nIndex + 1, m_nFFTSize));
+  }
   // Measuring overwrote the vectors; a fresh state starts from zeros.
-  if (m_workA) std::memset(m_workA.Data(), 0, m_workA.Size() * sizeof(float));
-  if (m_workB) std::memset(m_workB.Data(), 0, m_workB.Size() * sizeof(float));
+  m_workA.Zero();
+  m_workB.Zero();
   m_fReferenceLevel = SpectrumKernel::ReferenceLevel(m_nFFTSize);
 }
 
 void CBackgroundThreadFFT::ReleaseState() {
   m_rowStorage.Trim();
   m_plan.Reset();
-  m_workA.Reset();
-  m_workB.Reset();
+  m_workA = {};
+  m_workB = {};
   m_bReady = false;
 }
 
 void CBackgroundThreadFFT::ConvertSamples(const std::uint8_t* pBlock, std::uint16_t nFormatTag,
                                           std::uint16_t nBits) {
-  float* pWork = m_workA.Data();
+  float* pWork = m_workA.data();
   const std::uint32_t n = m_nFFTSize;
   // The block is always cut into the same two parts, whatever number of threads the
   // runtime grants: the parts' source offsets shape the levels (see ConvertPart).
@@ -126,7 +131,7 @@ void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReply
   // Without a plan or work vectors (their allocation failed) every block still gives its
   // row, at the floor: the controller finishes a run only when every row dispatched has
   // come back, so a missing row would keep the run (and its abort) from ever ending.
-  const bool bCanTransform = m_plan && m_workA && m_workB;
+  const bool bCanTransform = m_plan && !m_workA.empty() && !m_workB.empty();
   const float fFloor = std::log10(1.0e-5f) * 20.0f - m_fReferenceLevel;
   // A table that does not match the size (none sent) cannot be applied; the block is then
   // transformed unwindowed rather than read past the table's end.
@@ -138,13 +143,13 @@ void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReply
     auto pRow = std::make_unique<CRowRecord>(n, &m_rowStorage);
     if (bCanTransform) {
       ConvertSamples(p, block.m_nFormatTag, block.m_nBitsPerSample);
-      if (m_options.m_bAnalysisSwapIQ) SpectrumKernel::SwapIQ(m_workA.Data(), n);
+      if (m_options.m_bAnalysisSwapIQ) CIQSampleConverter::SwapIQ(m_workA.data(), n);
       if (bWindow)
-        SpectrumKernel::ApplyWindow(m_workA.Data(), m_pWindow, n, m_workB.Data());
+        SpectrumKernel::ApplyWindow(m_workA.data(), m_pWindow, n, m_workB.data());
       else
-        std::memcpy(m_workB.Data(), m_workA.Data(), 2 * std::size_t{n} * sizeof(float));
+        std::memcpy(m_workB.data(), m_workA.data(), 2 * std::size_t{n} * sizeof(float));
       m_plan.Execute();
-      SpectrumKernel::ComputeLevels(m_workA.Data(), n, m_fReferenceLevel, pRow->Levels());
+      SpectrumKernel::ComputeLevels(m_workA.data(), n, m_fReferenceLevel, pRow->Levels());
     } else {
       std::fill(pRow->Levels(), pRow->Levels() + n, fFloor);
     }

@@ -14,7 +14,8 @@
 
 #include "analysis/AnalysisOptions.h"
 #include "analysis/BlockCache.h"
-#include "analysis/FFTPlan.h"
+#include "dsp/AlignedVector.h"
+#include "dsp/FFTWPlan.h"
 #include "core/BackgroundThreadBase.h"
 
 struct CSampleBlock;
@@ -47,10 +48,10 @@ class CBackgroundThreadFFT final : public CBackgroundThreadBase {
   std::uint32_t m_nFFTSize = 0;
   std::uint32_t m_eWindowInUse = 0;
   int m_nHintInUse = -1;
-  CFFTWFloats m_workA;  // N complex: the block being prepared, then the spectrum
-  CFFTWFloats m_workB;  // N complex: the transform's input
+  CAlignedVector<float> m_workA;  // N complex: the block being prepared, then the spectrum
+  CAlignedVector<float> m_workB;  // N complex: the transform's input
   const float* m_pWindow = nullptr;  // shared, owned by the controller
-  CFFTPlan m_plan;
+  CFFTWPlanF m_plan;
   // Row records go out with every FFT block and come back freed by the controller; their
   // storage is reused instead of being faulted in afresh for every row.
   CBlockCache m_rowStorage{8};

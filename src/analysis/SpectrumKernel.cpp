@@ -6,33 +6,13 @@
 #include <cmath>
 #include <cstring>
 
+#include "recording/IQSampleConverter.h"
+
 // glibc's vector maths library (libmvec): log10 of four floats at once. The scalar tail
 // uses log10f; both are within a few units in the last place of the exact value.
 extern "C" __m128 _ZGVbN4v_log10f(__m128 x);
 
 namespace SpectrumKernel {
-
-namespace {
-
-void ConvertInt16(const std::uint8_t* pSrc, std::size_t nValues, float* pDst) {
-  for (std::size_t i = 0; i < nValues; ++i) {
-    std::int16_t v;
-    std::memcpy(&v, pSrc + 2 * i, sizeof v);
-    pDst[i] = static_cast<float>(v);
-  }
-}
-
-void ConvertInt24(const std::uint8_t* pSrc, std::size_t nValues, float* pDst) {
-  for (std::size_t i = 0; i < nValues; ++i) {
-    const std::uint8_t* p = pSrc + 3 * i;
-    // The three bytes in the top of a 32-bit word: a signed value of 256 times the sample.
-    const std::uint32_t u = (std::uint32_t{p[0]} << 8) | (std::uint32_t{p[1]} << 16) |
-                            (std::uint32_t{p[2]} << 24);
-    pDst[i] = static_cast<float>(static_cast<std::int32_t>(u));
-  }
-}
-
-}  // namespace
 
 void ConvertPart(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint16_t nBitsPerSample,
                  std::uint32_t nFFTSize, int nPart, int nParts, float* pWork) {
@@ -41,23 +21,14 @@ void ConvertPart(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint
   const std::size_t nFirst = static_cast<std::size_t>(nPart) * nPerPart;
   const std::size_t nCount = (nPart == nParts - 1) ? nFFTSize - nFirst : nPerPart;
   const std::size_t nValues = 2 * nCount;
-  float* pDst = pWork + 2 * nFirst;
-  if (nFormatTag == kFormatFloat) {
-    std::memcpy(pDst, pBlock + nFirst * 4, nValues * sizeof(float));
-  } else if (nFormatTag == kFormatPCM && nBitsPerSample == 16) {
-    ConvertInt16(pBlock + nFirst * 2, nValues, pDst);
-  } else if (nFormatTag == kFormatPCM && nBitsPerSample == 24) {
-    ConvertInt24(pBlock + nFirst * 3, nValues, pDst);
-  }
+  // One value per complex sample in the source offset: see the header.
+  const CIQSampleConverter converter(nFormatTag, nBitsPerSample, false, CIQSampleConverter::E24BitScale::WORD);
+  if (converter.IsValid()) converter.ConvertValues(pBlock + nFirst * converter.BytesPerValue(), nValues, pWork + 2 * nFirst);
 }
 
 void ConvertBlock(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint16_t nBitsPerSample,
                   std::uint32_t nFFTSize, int nParts, float* pWork) {
   for (int t = 0; t < nParts; ++t) ConvertPart(pBlock, nFormatTag, nBitsPerSample, nFFTSize, t, nParts, pWork);
-}
-
-void SwapIQ(float* pWork, std::uint32_t nFFTSize) {
-  for (std::size_t n = 0; n < nFFTSize; ++n) std::swap(pWork[2 * n], pWork[2 * n + 1]);
 }
 
 void ApplyWindow(const float* pIn, const float* pWindow, std::uint32_t nFFTSize, float* pOut) {

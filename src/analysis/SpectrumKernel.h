@@ -10,10 +10,6 @@
 
 namespace SpectrumKernel {
 
-// WAV format tags.
-inline constexpr std::uint16_t kFormatPCM = 1;
-inline constexpr std::uint16_t kFormatFloat = 3;
-
 // The number of parts the sample conversion of one block is split into. The FFT workers
 // convert the parts on that many threads of the parallel-loop runtime.
 inline constexpr int kConversionParts = 2;
@@ -27,18 +23,15 @@ inline constexpr int kConversionParts = 2;
 // That is how the analysis has always read its blocks, every stored picture's levels
 // depend on it, and it is kept on purpose. With one part the block is read in order.
 //
-// Format tag 3: floats copied; tag 1 with 16 bits: the integer value as a float (full
-// scale ±32768); tag 1 with 24 bits: the integer value times 256 (±2^31, against the same
-// reference level). Any other format leaves pWork untouched.
+// The values are converted by CIQSampleConverter with the analysis's 24-bit scale (the
+// integer value times 256, ±2^31, against the same reference level). A format it cannot
+// read leaves pWork untouched.
 void ConvertPart(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint16_t nBitsPerSample,
                  std::uint32_t nFFTSize, int nPart, int nParts, float* pWork);
 
 // Every part of a block, one after another on the calling thread.
 void ConvertBlock(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint16_t nBitsPerSample,
                   std::uint32_t nFFTSize, int nParts, float* pWork);
-
-// Exchanges I and Q of every sample (mirrors the spectrum).
-void SwapIQ(float* pWork, std::uint32_t nFFTSize);
 
 // pOut[n] = pIn[n] · pWindow[n] for each complex sample (real table times complex value).
 void ApplyWindow(const float* pIn, const float* pWindow, std::uint32_t nFFTSize, float* pOut);

@@ -2,7 +2,13 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <algorithm>
 #include <cstdlib>
+#include <strings.h>
+
+#include "core/SystemTime.h"
+#include "dsp/DSPDemodMain.h"
+#include "recording/WaveFileData.h"
 
 CCliOptions::CCliOptions(std::string command, std::set<std::string> valueOptions,
                          std::set<std::string> flagOptions)
@@ -90,4 +96,71 @@ bool CCliOptions::GetDouble(const std::string& name, double& value) const {
 
 void CCliOptions::Error(const std::string& message) const {
   std::fprintf(stderr, "vexlor-cli %s: %s\n", m_command.c_str(), message.c_str());
+}
+
+bool CCliOptions::GetMode(const std::string& name, int& nMode) const {
+  auto v = Value(name);
+  if (!v) return true;
+  int nFound = CDSPDemodMain::ModeFromName(*v);
+  if (nFound < 0 && strcasecmp(v->c_str(), "cw") == 0) nFound = eDemodCWU;
+  if (nFound < 0) {
+    std::string list;
+    for (int m = 0; m < eDemodModeCount; ++m) list += std::string(m ? ", " : "") + CDSPDemodMain::ShortName(m);
+    Error("unknown mode \"" + *v + "\" (modes: " + list + ", or their long names)");
+    return false;
+  }
+  nMode = nFound;
+  return true;
+}
+
+bool CCliOptions::GetPassBand(const std::string& name, int& nLow, int& nHigh) const {
+  auto v = Value(name);
+  if (!v) return true;
+  const auto comma = v->find(',');
+  char* end = nullptr;
+  const long a = std::strtol(v->c_str(), &end, 10);
+  bool bOk = comma != std::string::npos && end == v->c_str() + comma;
+  long b = 0;
+  if (bOk) {
+    b = std::strtol(v->c_str() + comma + 1, &end, 10);
+    bOk = *end == '\0' && end != v->c_str() + comma + 1;
+  }
+  if (!bOk || a < 0 || b < 0 || a > 10'000'000 || b > 10'000'000 || (a == 0 && b == 0)) {
+    Error("--" + name + ": \"" + *v + "\" is not LO,HI in Hz");
+    return false;
+  }
+  nLow = static_cast<int>(std::min(a, b));
+  nHigh = static_cast<int>(std::max(a, b));
+  return true;
+}
+
+bool CCliOptions::ParseRecordingTime(const std::string& name, const std::string& text, std::int64_t tStart,
+                                     double& dSeconds) const {
+  if (text.find('-') != std::string::npos || text.find(':') != std::string::npos) {
+    std::int64_t tUtc = 0;
+    if (!ParseUtcSeconds(text, tUtc)) {
+      Error("--" + name + ": \"" + text + "\" is not \"YYYY-MM-DD HH:MM:SS\" or seconds");
+      return false;
+    }
+    dSeconds = static_cast<double>(tUtc - tStart);
+    return true;
+  }
+  char* end = nullptr;
+  errno = 0;
+  const double d = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || errno == ERANGE) {
+    Error("--" + name + ": \"" + text + "\" is not \"YYYY-MM-DD HH:MM:SS\" or seconds");
+    return false;
+  }
+  dSeconds = d;
+  return true;
+}
+
+bool CCliOptions::OpenRecording(const std::string& path, CRecordingDescription& desc) const {
+  CWaveFileData data;
+  if (!data.GetInformation(path, true, desc) || !desc.m_bValid || desc.m_nFiles == 0) {
+    Error(path + ": " + (data.FailureText().empty() ? "not a recording" : data.FailureText()));
+    return false;
+  }
+  return true;
 }

@@ -11,6 +11,8 @@
 
 #include "cli/Commands.h"
 
+struct CRecordingDescription;
+
 class CCliOptions {
  public:
   // valueOptions take a value ("--fft 4096"); flagOptions take none ("--json").
@@ -27,6 +29,19 @@ class CCliOptions {
   // Numeric values; on malformed text prints "vexlor-cli CMD: --name: ..." and returns false.
   bool GetInt64(const std::string& name, std::int64_t& value) const;
   bool GetDouble(const std::string& name, double& value) const;
+
+  // The options the demodulating commands share; each leaves its value alone when the
+  // option is absent and prints what is wrong otherwise.
+  // --NAME as a demodulator mode: a short or long name, or "cw" (CW-U).
+  bool GetMode(const std::string& name, int& nMode) const;
+  // --NAME as "LO,HI" in Hz (either order, 0..10,000,000, not both 0).
+  bool GetPassBand(const std::string& name, int& nLow, int& nHigh) const;
+  // A time of a recording starting at tStart (UTC seconds): "YYYY-MM-DD HH:MM:SS" (UTC) or
+  // seconds from the start. name is the option it came from, for the message.
+  bool ParseRecordingTime(const std::string& name, const std::string& text, std::int64_t tStart,
+                          double& dSeconds) const;
+  // Recognises the recording FILE belongs to (the whole series).
+  bool OpenRecording(const std::string& path, CRecordingDescription& desc) const;
 
   // Prints "vexlor-cli CMD: message" on stderr.
   void Error(const std::string& message) const;

@@ -21,7 +21,6 @@
 #include "core/RegisteredMessages.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
-#include "dsp/DSPGlobalFlags.h"
 #include "player/DemodBackgroundThread.h"
 #include "player/PlayerControl.h"
 #include "recording/WaveFileData.h"
@@ -214,10 +213,6 @@ int RunPlay(const CliArgs& args) {
     // Play starts where the repeat range does, unless told otherwise.
     if (!options.Has("start")) dStart = dRepeatStart;
   }
-
-  // Real-time play must start at once: the measuring FFT planner can take seconds on a busy
-  // machine before the first block, for little gain in the chain's small transforms.
-  g_bDSPFastFFT = true;
 
   CMessageQueue mainFrame;
   CMessageQueue view;

@@ -16,9 +16,13 @@
 
 namespace {
 
-// One level below "Below normal": where a new worker starts until its priority packet
-// arrives.
-constexpr int kLowestNice = 10;
+// Where a new worker starts until its priority packet arrives: "Below normal". Starting
+// any lower would strand the File Reader and Forwarder there, since an unprivileged
+// thread may lower its priority but never raise it again.
+constexpr int kStartNice = 5;
+// Idle: the lowest nice value. SCHED_IDLE would leave the FFT workers with almost no time
+// beside two busy processes (0.6 MB/s); nice 19 still gets a share.
+constexpr int kIdleNice = 19;
 
 std::int64_t NowSeconds() {
   return std::chrono::duration_cast<std::chrono::seconds>(
@@ -50,11 +54,7 @@ const char* PriorityName(int nPriority) {
 
 bool ApplyThreadPriority(int nPriority) {
   switch (nPriority) {
-    case THREAD_PRIORITY_IDLE: {
-      const pid_t tid = static_cast<pid_t>(::syscall(SYS_gettid));
-      sched_param param{};
-      return sched_setscheduler(tid, SCHED_IDLE, &param) == 0;
-    }
+    case THREAD_PRIORITY_IDLE: return SetOwnNice(kIdleNice);
     case THREAD_PRIORITY_BELOW_NORMAL: return SetOwnNice(5);
     case THREAD_PRIORITY_NORMAL: return SetOwnNice(0);
     case THREAD_PRIORITY_ABOVE_NORMAL: return SetOwnNice(-5);
@@ -153,7 +153,7 @@ bool CBackgroundThreadBase::IsBusy() const {
 }
 
 void CBackgroundThreadBase::OnStart() {
-  SetOwnNice(kLowestNice);
+  SetOwnNice(kStartNice);
   Log("Starting thread \"%s\"", m_strThreadName.c_str());
 }
 

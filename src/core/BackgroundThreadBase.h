@@ -26,8 +26,10 @@ enum EThreadPriority : int {
 
 // "Idle", "Below normal", "Normal", "Above normal", "Highest" or "Other".
 const char* PriorityName(int nPriority);
-// Applies a priority to the calling thread: Idle = SCHED_IDLE, the others nice values
-// (+5, 0, -5, -10). A refused change is ignored; returns whether it took effect.
+// Applies a priority to the calling thread as a nice value: Idle +19, Below normal +5,
+// Normal 0, Above normal -5, Highest -10 (Idle is not SCHED_IDLE, which starves a worker
+// whenever anything else runs). Workers start at +5. A refused change is ignored;
+// returns whether it took effect.
 bool ApplyThreadPriority(int nPriority);
 
 class CBackgroundThreadBase : public CThinThread {

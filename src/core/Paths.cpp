@@ -1,8 +1,6 @@
 #include "core/Paths.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "core/UserFaults.h"
 
 #include <cstdlib>
 #include <string>
@@ -25,6 +23,7 @@ fs::path XdgFolder(const char* variable, const char* fallbackUnderHome) {
 fs::path Ensure(const fs::path& p) {
   std::error_code ec;
   fs::create_directories(p, ec);
+  if (ec) ReportUserFault("cannot make the folder \"" + p.string() + "\": " + ec.message());
   return p;
 }
 
@@ -39,32 +38,3 @@ fs::path DataFolder() {
 }
 
 fs::path PicturesFolder() { return Ensure(XdgFolder("XDG_PICTURES_DIR", "Pictures")); }
-
-bool WriteFileAtomically(const fs::path& path, const void* data, std::size_t size) {
-  std::string name = ".";
-  name += path.filename().string();
-  name += ".XXXXXX";
-  std::string tmpl = (path.parent_path() / name).string();
-  int fd = mkstemp(tmpl.data());
-  if (fd < 0) return false;
-  const char* p = static_cast<const char*>(data);
-  std::size_t left = size;
-  bool ok = true;
-  while (left > 0) {
-    ssize_t n = ::write(fd, p, left);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      ok = false;
-      break;
-    }
-    p += n;
-    left -= static_cast<std::size_t>(n);
-  }
-  ok = ok && ::fsync(fd) == 0;
-  // mkstemp creates 0600; settings and projects are ordinary user files.
-  ok = ok && ::fchmod(fd, 0644) == 0;
-  ok = (::close(fd) == 0) && ok;
-  if (ok) ok = ::rename(tmpl.c_str(), path.c_str()) == 0;
-  if (!ok) ::unlink(tmpl.c_str());
-  return ok;
-}

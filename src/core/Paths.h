@@ -9,6 +9,8 @@
 
 #include <filesystem>
 
+#include "core/AtomicFile.h"  // every file in these folders is written atomically
+
 inline constexpr const char* kCompanyKey = "Brannock (V2)";
 inline constexpr const char* kProgramName = "Vexlor";
 
@@ -16,6 +18,5 @@ std::filesystem::path SettingsFolder();
 std::filesystem::path DataFolder();
 std::filesystem::path PicturesFolder();
 
-// Writes text to path atomically: a temporary file in the same folder, flushed, then
-// renamed over the target. On failure the previous file is untouched and false returned.
-bool WriteFileAtomically(const std::filesystem::path& path, const void* data, std::size_t size);
+// A folder that cannot be made is reported once as a user fault (core/UserFaults.h) and
+// its path is still returned; the write that follows fails with its own reason.

@@ -44,6 +44,8 @@ int UsableProcessors() {
 
 std::uint64_t PhysicalMemoryBytes() { return ProcKilobytes("/proc/meminfo", "MemTotal"); }
 
+std::uint64_t AvailableMemoryBytes() { return ProcKilobytes("/proc/meminfo", "MemAvailable"); }
+
 // Private memory: resident anonymous pages plus swapped-out pages, the nearest Linux
 // figure to committed private bytes. The peak is the high-water mark of the resident set.
 std::uint64_t PrivateMemoryBytes() {

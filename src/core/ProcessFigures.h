@@ -10,6 +10,8 @@ int ProcessorCount();
 int UsableProcessors();
 // Physical memory of the machine in bytes (/proc/meminfo MemTotal).
 std::uint64_t PhysicalMemoryBytes();
+// Memory the machine can give without swapping, in bytes (/proc/meminfo MemAvailable).
+std::uint64_t AvailableMemoryBytes();
 // This process's private memory now and at its peak, in bytes (/proc/self/status).
 std::uint64_t PrivateMemoryBytes();
 std::uint64_t PeakPrivateMemoryBytes();

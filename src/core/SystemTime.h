@@ -36,6 +36,12 @@ SYSTEMTIME FileTimeToSystemTime(FILETIME64 ft);
 std::int64_t SystemTimeToSeconds(const SYSTEMTIME& st);
 SYSTEMTIME SecondsToSystemTime(std::int64_t seconds);
 
+// The times the program accepts from outside (files, projects, descriptions): from
+// 1970-01-01 00:00:00 to 9999-12-31 23:59:59 UTC. Anything else is damage, and arithmetic
+// on it could overflow.
+inline constexpr std::int64_t kLatestAcceptedSeconds = 253'402'300'799;
+constexpr bool IsAcceptedTime(std::int64_t seconds) { return seconds >= 0 && seconds <= kLatestAcceptedSeconds; }
+
 // Local calendar time (machine time zone) to UTC calendar time and back.
 SYSTEMTIME LocalSystemTimeToUtc(const SYSTEMTIME& local);
 SYSTEMTIME UtcSystemTimeToLocal(const SYSTEMTIME& utc);

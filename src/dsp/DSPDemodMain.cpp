@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "dsp/DSPGlobalFlags.h"
+#include "dsp/FFTWPlan.h"
 
 namespace {
 
@@ -128,6 +129,25 @@ CDSPDemodMain::CDSPDemodMain() {
   m_aAgcIn.Resize(kBufferSize);
   m_aAgcOut.Resize(kBufferSize);
   SetMode(kDefaultMode);
+}
+
+void CDSPDemodMain::PlanAhead(int inRateHz, int linesPerSecond, int nHint) {
+  const CFFTPlanningScope scope(nHint);
+  CDSPDemodMain chain;
+  chain.ConfigureSpectrumTap(0, linesPerSecond > 0, linesPerSecond, 0);
+  chain.ConfigureSpectrumTap(1, linesPerSecond > 0, linesPerSecond, 0);
+  CAlignedVector<std::complex<float>> aSilence(256);
+  for (int mode = 0; mode < eDemodModeCount; ++mode) {
+    int low = 0, high = 0;
+    DefaultPassBand(mode, chain.CWPitch(), low, high);
+    chain.SetMode(mode);
+    chain.SetPassBand(low, high, mode, chain.IFRate());
+    // Noise reduction plans its frames when it first runs.
+    for (int method = 0; method <= 3; ++method) {
+      chain.SetNoiseReduction(method);
+      chain.ProcessBlock(aSilence.data(), static_cast<int>(aSilence.size()), inRateHz);
+    }
+  }
 }
 
 void CDSPDemodMain::SetMode(int mode) {

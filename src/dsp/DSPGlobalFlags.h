@@ -1,5 +1,5 @@
 #pragma once
-// The three process-wide DSP settings, kept together in one visible place.
+// The two process-wide DSP settings, kept together in one visible place.
 //
 // All are off by default. They are read when a stage is designed or set up (never inside
 // a per-sample loop), so a change reaches a chain the next time it designs its filters,
@@ -10,9 +10,6 @@
 // Shorter filters everywhere in the chain: 19-tap half-bands, a 99-tap post-decimation
 // low-pass, a 100,000-entry oscillator table, 99-tap audio filters.
 inline std::atomic<bool> g_bDSPReducedLoad{false};
-
-// FFT plans made with the quick planner (FFTW_ESTIMATE) instead of the measuring one.
-inline std::atomic<bool> g_bDSPFastFFT{false};
 
 // The fractional resampler of the down-converter uses 16 taps instead of 28 for output
 // rates above 48,000 Hz.

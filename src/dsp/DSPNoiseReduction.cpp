@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "core/Int16Samples.h"
 #include "dsp/EphraimMalah.h"
 
 namespace {
@@ -10,10 +11,7 @@ constexpr int kQueueLength = 65536;
 constexpr int kPeakHistory = 100;
 constexpr float kTargetPeak = 26213.6f;  // 80 % of 32767
 
-short ToHalvedShort(float v) {
-  const float half = std::trunc(v * 0.5f);
-  return static_cast<short>(std::clamp(half, -32768.0f, 32767.0f));
-}
+short ToHalvedShort(float v) { return SaturateToInt16(std::trunc(v * 0.5f)); }
 }  // namespace
 
 CDSPNoiseReduction::CDSPNoiseReduction()

@@ -8,6 +8,7 @@
 #include <numbers>
 #include <vector>
 
+#include "core/Int16Samples.h"
 #include "dsp/DSPNoiseSpectrumTracker.h"
 #include "dsp/DSPSpectralFrames.h"
 
@@ -95,7 +96,7 @@ class CEphraimMalahEstimator {
     m_bDelaySet = true;
     m_frames.Synthesise(m_aGain.data(), m_aOut.data());
     for (int k = 0; k < hop; ++k)
-      out[k] = static_cast<short>(std::clamp(std::lround(m_aOut[k]), -32768L, 32767L));
+      out[k] = RoundToInt16(m_aOut[k]);
   }
 
  private:

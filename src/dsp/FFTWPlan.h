@@ -1,90 +1,126 @@
 #pragma once
-// RAII owners of FFTW plans, single (CFFTWPlanF) and double precision (CFFTWPlanD).
+// The one FFT planning service of the process, for the analysis and the demodulator chain:
+// RAII owners of FFTW plans, single (CFFTWPlanF) and double precision (CFFTWPlanD), made
+// under one planner lock with the wisdom of the data folder ("FFTWWisdom.txt").
 //
-// FFTW's planner is not thread-safe and several demodulator chains (and the analysis FFT
-// workers) may plan on different threads at once, so every plan creation and destruction
-// goes through one process-wide lock, FFTWPlannerLock(). Executing a plan needs no lock.
+// FFTW's planner is not thread-safe, and the analysis FFT workers and the player's chain
+// may plan on different threads at once: every plan creation and destruction, wisdom
+// import and export, and the planning time limit go through FFTWPlannerLock(). Executing
+// a plan needs no lock.
 //
-// Plans are made on the caller's buffers (use CAlignedVector storage). With the measuring
-// planner the buffers are overwritten while planning: plan first, fill afterwards. The new-
-// array Execute overloads run the plan on other buffers of the same size and alignment.
+// Every plan first imports the wisdom file (once per process), whatever its hint, so even
+// an estimated plan takes what earlier runs measured. The hints:
+//   FFT_PLAN_ESTIMATE (0)  wisdom when there is some, else FFTW's estimate; never measures.
+//   FFT_PLAN_FAST (1)      wisdom, else measured (FFTW_MEASURE) within kFastTimeLimit.
+//   FFT_PLAN_BEST (2)      patient wisdom, else FFTW_PATIENT within kBestTimeLimit.
+// Measured plans add to the wisdom file (written atomically). The hint values are those of
+// the analysis's FFT hint setting.
+//
+// A plan made without a hint takes the calling thread's default: FFT_PLAN_ESTIMATE, so a
+// chain that rebuilds during play never holds up the audio, unless a CFFTPlanningScope on
+// that thread says otherwise (planning ahead, offline work).
+//
+// Plans are made on the caller's buffers (use CAlignedVector storage). A measuring plan
+// overwrites its buffers: plan first, fill afterwards. The new-array Execute overloads run
+// the plan on other buffers of the same size and alignment.
 
 #include <fftw3.h>
 
 #include <complex>
+#include <filesystem>
 #include <mutex>
 #include <utility>
 
-// The one lock for everything that touches FFTW's planner state in this process (plan
-// creation and destruction in both precisions, wisdom import and export, the planning time
-// limit). Every FFTW user in the process must take this lock, not one of its own: two
-// locks would let two threads into the planner at once.
-std::mutex& FFTWPlannerLock();
-
-// FFTW_ESTIMATE when the fast-FFT flag is set, otherwise FFTW_MEASURE. The measuring
-// planner times candidate algorithms once per size, precision and direction, and FFTW keeps
-// what it learnt (its wisdom) for the rest of the process: only the first chain of a process
-// pays the measuring (a second or so for the chain's sizes), later chains plan the same sizes
-// at once. A cache of plans of our own would save nothing more; what would save the first
-// cost is wisdom kept between runs, which is for a caller that may do file I/O.
-unsigned FFTWPlannerFlags();
-
-class CFFTWPlanF
-{
-public:
-    CFFTWPlanF() = default;
-    ~CFFTWPlanF();
-    CFFTWPlanF(const CFFTWPlanF&) = delete;
-    CFFTWPlanF& operator=(const CFFTWPlanF&) = delete;
-    CFFTWPlanF(CFFTWPlanF&& other) noexcept : m_plan(std::exchange(other.m_plan, nullptr)) {}
-    CFFTWPlanF& operator=(CFFTWPlanF&& other) noexcept;
-
-    // Complex-to-complex of size n; sign FFTW_FORWARD or FFTW_BACKWARD; no scaling.
-    static CFFTWPlanF Complex(int n, std::complex<float>* in, std::complex<float>* out, int sign,
-                              unsigned flags = FFTWPlannerFlags());
-    // Half spectrum (n/2 + 1 bins) to n real samples; no scaling.
-    static CFFTWPlanF ComplexToReal(int n, std::complex<float>* in, float* out,
-                                    unsigned flags = FFTWPlannerFlags());
-    // n real samples to the half spectrum (n/2 + 1 bins); no scaling.
-    static CFFTWPlanF RealToComplex(int n, float* in, std::complex<float>* out,
-                                    unsigned flags = FFTWPlannerFlags());
-
-    explicit operator bool() const { return m_plan != nullptr; }
-    void Execute() const { fftwf_execute(m_plan); }
-    void Execute(std::complex<float>* in, std::complex<float>* out) const
-    {
-        fftwf_execute_dft(m_plan, reinterpret_cast<fftwf_complex*>(in), reinterpret_cast<fftwf_complex*>(out));
-    }
-
-private:
-    explicit CFFTWPlanF(fftwf_plan plan) : m_plan(plan) {}
-    void Destroy();
-    fftwf_plan m_plan = nullptr;
+enum EFFTPlanHint : int {
+  FFT_PLAN_ESTIMATE = 0,
+  FFT_PLAN_FAST = 1,
+  FFT_PLAN_BEST = 2,
 };
 
-class CFFTWPlanD
-{
-public:
-    CFFTWPlanD() = default;
-    ~CFFTWPlanD();
-    CFFTWPlanD(const CFFTWPlanD&) = delete;
-    CFFTWPlanD& operator=(const CFFTWPlanD&) = delete;
-    CFFTWPlanD(CFFTWPlanD&& other) noexcept : m_plan(std::exchange(other.m_plan, nullptr)) {}
-    CFFTWPlanD& operator=(CFFTWPlanD&& other) noexcept;
+// The one lock for FFTW's planner state in this process (both precisions).
+std::mutex& FFTWPlannerLock();
 
-    // Complex-to-complex of size n; sign FFTW_FORWARD or FFTW_BACKWARD; no scaling.
-    static CFFTWPlanD Complex(int n, std::complex<double>* in, std::complex<double>* out, int sign,
-                              unsigned flags = FFTWPlannerFlags());
+namespace FFTWPlanner {
 
-    explicit operator bool() const { return m_plan != nullptr; }
-    void Execute() const { fftw_execute(m_plan); }
-    void Execute(std::complex<double>* in, std::complex<double>* out) const
-    {
-        fftw_execute_dft(m_plan, reinterpret_cast<fftw_complex*>(in), reinterpret_cast<fftw_complex*>(out));
-    }
+inline constexpr double kFastTimeLimit = 0.5;   // seconds per plan
+inline constexpr double kBestTimeLimit = 10.0;
 
-private:
-    explicit CFFTWPlanD(fftw_plan plan) : m_plan(plan) {}
-    void Destroy();
-    fftw_plan m_plan = nullptr;
+// The wisdom file in the data folder.
+std::filesystem::path WisdomPath();
+// Whether any wisdom was found when the file was imported (imports it when not yet done).
+bool HasWisdom();
+// Forgets the wisdom of the process and reads the file again at the next plan (tests).
+void ForgetWisdom();
+
+// The hint of plans made without one, on the calling thread.
+int DefaultHint();
+
+}  // namespace FFTWPlanner
+
+// Makes plans without a hint on this thread use nHint while it lives.
+class CFFTPlanningScope {
+ public:
+  explicit CFFTPlanningScope(int nHint);
+  ~CFFTPlanningScope();
+  CFFTPlanningScope(const CFFTPlanningScope&) = delete;
+  CFFTPlanningScope& operator=(const CFFTPlanningScope&) = delete;
+
+ private:
+  int m_nPrevious;
+};
+
+class CFFTWPlanF {
+ public:
+  CFFTWPlanF() = default;
+  ~CFFTWPlanF();
+  CFFTWPlanF(const CFFTWPlanF&) = delete;
+  CFFTWPlanF& operator=(const CFFTWPlanF&) = delete;
+  CFFTWPlanF(CFFTWPlanF&& other) noexcept : m_plan(std::exchange(other.m_plan, nullptr)) {}
+  CFFTWPlanF& operator=(CFFTWPlanF&& other) noexcept;
+
+  // Complex-to-complex of size n; sign FFTW_FORWARD or FFTW_BACKWARD; no scaling.
+  static CFFTWPlanF Complex(int n, std::complex<float>* in, std::complex<float>* out, int sign,
+                            int nHint = FFTWPlanner::DefaultHint());
+  // The same on interleaved floats (I, Q, ...).
+  static CFFTWPlanF Complex(int n, float* in, float* out, int sign, int nHint = FFTWPlanner::DefaultHint());
+  // Half spectrum (n/2 + 1 bins) to n real samples; no scaling.
+  static CFFTWPlanF ComplexToReal(int n, std::complex<float>* in, float* out, int nHint = FFTWPlanner::DefaultHint());
+  // n real samples to the half spectrum (n/2 + 1 bins); no scaling.
+  static CFFTWPlanF RealToComplex(int n, float* in, std::complex<float>* out, int nHint = FFTWPlanner::DefaultHint());
+
+  explicit operator bool() const { return m_plan != nullptr; }
+  void Execute() const { fftwf_execute(m_plan); }
+  void Execute(std::complex<float>* in, std::complex<float>* out) const {
+    fftwf_execute_dft(m_plan, reinterpret_cast<fftwf_complex*>(in), reinterpret_cast<fftwf_complex*>(out));
+  }
+  void Reset();
+
+ private:
+  explicit CFFTWPlanF(fftwf_plan plan) : m_plan(plan) {}
+  fftwf_plan m_plan = nullptr;
+};
+
+class CFFTWPlanD {
+ public:
+  CFFTWPlanD() = default;
+  ~CFFTWPlanD();
+  CFFTWPlanD(const CFFTWPlanD&) = delete;
+  CFFTWPlanD& operator=(const CFFTWPlanD&) = delete;
+  CFFTWPlanD(CFFTWPlanD&& other) noexcept : m_plan(std::exchange(other.m_plan, nullptr)) {}
+  CFFTWPlanD& operator=(CFFTWPlanD&& other) noexcept;
+
+  // Complex-to-complex of size n; sign FFTW_FORWARD or FFTW_BACKWARD; no scaling.
+  static CFFTWPlanD Complex(int n, std::complex<double>* in, std::complex<double>* out, int sign,
+                            int nHint = FFTWPlanner::DefaultHint());
+
+  explicit operator bool() const { return m_plan != nullptr; }
+  void Execute() const { fftw_execute(m_plan); }
+  void Execute(std::complex<double>* in, std::complex<double>* out) const {
+    fftw_execute_dft(m_plan, reinterpret_cast<fftw_complex*>(in), reinterpret_cast<fftw_complex*>(out));
+  }
+  void Reset();
+
+ private:
+  explicit CFFTWPlanD(fftw_plan plan) : m_plan(plan) {}
+  fftw_plan m_plan = nullptr;
 };

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <charconv>
@@ -12,6 +13,7 @@
 
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "core/UserFaults.h"
 #include "persist/XMLMgr.h"
 
 namespace {
@@ -130,14 +132,29 @@ std::string CMySettingsStore::IndexedName(int nIndex, std::string_view strName) 
 }
 
 void CMySettingsStore::RefreshLocked() {
+  // Every read comes here: a stat tells whether anyone wrote the file since, so that a
+  // large store is not read and compared on every value.
+  struct stat st {};
+  CFileStamp stamp;
+  const bool bStat = ::stat(m_path.c_str(), &st) == 0;
+  if (bStat) {
+    stamp.nInode = st.st_ino;
+    stamp.nSize = static_cast<unsigned long long>(st.st_size);
+    stamp.nMtimeNs = static_cast<long long>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec;
+    stamp.nCtimeNs = static_cast<long long>(st.st_ctim.tv_sec) * 1'000'000'000 + st.st_ctim.tv_nsec;
+    if (m_bStampValid && m_bFileExists && stamp == m_stamp) return;
+  }
+  m_bStampValid = false;
   std::string bytes;
-  if (!ReadWholeFile(m_path, bytes)) {
+  if (!bStat || !ReadWholeFile(m_path, bytes)) {
     m_values.clear();
     m_strLoadedBytes.clear();
     m_bFileExists = false;
     m_bFileDamaged = false;
     return;
   }
+  m_stamp = stamp;
+  m_bStampValid = true;
   if (m_bFileExists && bytes == m_strLoadedBytes) return;
 
   m_values.clear();
@@ -188,12 +205,17 @@ bool CMySettingsStore::SaveLocked() {
     }
   }
   std::string text = xml.GetXML();
-  if (!WriteFileAtomically(m_path, text.data(), text.size())) {
-    LogF("CMySettingsStore> Writing %s failed", m_path.c_str());
+  std::string strError;
+  if (!WriteFileAtomically(m_path, text.data(), text.size(), &strError)) {
+    m_strLastError = strError;
+    ReportUserFault("The settings could not be saved: " + strError);
     return false;
   }
+  m_strLastError.clear();
   m_strLoadedBytes = std::move(text);
   m_bFileExists = true;
+  // The next read takes the new status as its reference without reading the file back.
+  m_bStampValid = false;
   return true;
 }
 
@@ -240,6 +262,11 @@ bool CMySettingsStore::DeleteValue(std::string_view strName) {
   if (SaveLocked()) return true;
   m_values.emplace(std::string(strName), std::move(previous));
   return false;
+}
+
+std::string CMySettingsStore::LastError() {
+  std::lock_guard lock(m_mutex);
+  return m_strLastError;
 }
 
 std::filesystem::path CMySettingsStore::EditorFilePath() {

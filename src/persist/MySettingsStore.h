@@ -81,6 +81,11 @@ class CMySettingsStore {
     return Write(IndexedName(nIndex, strName), value);
   }
 
+  // Why the last write failed, naming the file and the system's reason; empty after a
+  // write that succeeded. The first failure of each kind is also reported once to the
+  // user (core/UserFaults.h).
+  std::string LastError();
+
   // Removes a value; true when it existed.
   bool DeleteValue(std::string_view strName);
 
@@ -102,8 +107,18 @@ class CMySettingsStore {
 
   std::mutex m_mutex;
   std::filesystem::path m_path;
-  // The file's bytes as last loaded or written, to tell whether it changed since.
+  // The file's bytes as last loaded or written, to tell whether it changed since, and its
+  // identity then (inode, size, change times): a file whose status is unchanged is not
+  // read again.
   std::string m_strLoadedBytes;
+  struct CFileStamp {
+    unsigned long long nInode = 0, nSize = 0;
+    long long nMtimeNs = 0, nCtimeNs = 0;
+    bool operator==(const CFileStamp&) const = default;
+  };
+  CFileStamp m_stamp;
+  bool m_bStampValid = false;
+  std::string m_strLastError;
   bool m_bFileExists = false;
   // The file exists but does not parse: it is kept aside before being replaced.
   bool m_bFileDamaged = false;

@@ -16,7 +16,7 @@
 #include <system_error>
 
 #include "core/Log.h"
-#include "core/Paths.h"
+#include "core/AtomicFile.h"
 
 namespace {
 
@@ -69,6 +69,27 @@ std::string CreatedText() {
   return buffer;
 }
 
+// The deepest element nesting of a document, walked without recursion.
+int ElementDepth(const pugi::xml_node& document) {
+  int nDepth = 0, nMax = 0;
+  pugi::xml_node node = document.first_child();
+  while (node) {
+    if (node.type() == pugi::node_element) nMax = std::max(nMax, nDepth + 1);
+    if (node.first_child()) {
+      node = node.first_child();
+      ++nDepth;
+      continue;
+    }
+    while (node && !node.next_sibling()) {
+      node = node.parent();
+      --nDepth;
+      if (nDepth < 0) return nMax;
+    }
+    if (node) node = node.next_sibling();
+  }
+  return nMax;
+}
+
 std::string_view SkipLeadingBlanks(std::string_view text) {
   std::size_t i = 0;
   while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\r' || text[i] == '\n')) ++i;
@@ -87,6 +108,7 @@ CXMLMgr::~CXMLMgr() = default;
 void CXMLMgr::Initialise() {
   m_pDoc = std::make_unique<pugi::xml_document>();
   m_root = pugi::xml_node();
+  m_bLoaded = false;
   m_astrHeaderLines.clear();
   LogLine("CXMLMgr> Initialised");
 }
@@ -106,14 +128,36 @@ bool CXMLMgr::AdoptParsed(std::unique_ptr<pugi::xml_document> pDoc, const pugi::
     LogLine(m_strLastError);
     return false;
   }
+  const int nDepth = ElementDepth(*pDoc);
+  if (nDepth > kMaxDepth) {
+    m_strLastError = StrFormat("MSXML2::IXMLDOMDocument Load Fail, error = %08X, text = elements nested %d deep "
+                               "(at most %d levels are accepted)",
+                               static_cast<unsigned>(pugi::status_bad_start_element), nDepth, kMaxDepth);
+    LogLine(m_strLastError);
+    return false;
+  }
   m_pDoc = std::move(pDoc);
   m_root = m_pDoc->document_element();
   m_astrHeaderLines.clear();
+  m_bLoaded = true;
+  return true;
+}
+
+bool CXMLMgr::RefuseSize(std::uint64_t nBytes) {
+  if (nBytes <= m_nSizeLimit) return false;
+  m_strLastError = StrFormat("MSXML2::IXMLDOMDocument Load Fail, error = %08X, text = %llu bytes is more than "
+                             "the %llu bytes accepted",
+                             static_cast<unsigned>(pugi::status_out_of_memory), static_cast<unsigned long long>(nBytes),
+                             static_cast<unsigned long long>(m_nSizeLimit));
+  LogLine(m_strLastError);
   return true;
 }
 
 bool CXMLMgr::Load(const std::filesystem::path& path) {
   LogF("Loading %s", path.c_str());
+  std::error_code ec;
+  const std::uintmax_t nBytes = std::filesystem::file_size(path, ec);
+  if (!ec && RefuseSize(nBytes)) return false;
   auto pDoc = std::make_unique<pugi::xml_document>();
   errno = 0;
   const pugi::xml_parse_result result = pDoc->load_file(path.c_str(), kParseOptions, pugi::encoding_auto);
@@ -121,12 +165,14 @@ bool CXMLMgr::Load(const std::filesystem::path& path) {
 }
 
 bool CXMLMgr::LoadFromBuffer(const void* data, std::size_t size) {
+  if (RefuseSize(size)) return false;
   auto pDoc = std::make_unique<pugi::xml_document>();
   const pugi::xml_parse_result result = pDoc->load_buffer(data, size, kParseOptions, pugi::encoding_auto);
   return AdoptParsed(std::move(pDoc), result);
 }
 
 bool CXMLMgr::LoadFromText(std::string_view text) {
+  if (RefuseSize(text.size())) return false;
   auto pDoc = std::make_unique<pugi::xml_document>();
   const pugi::xml_parse_result result =
       pDoc->load_buffer(text.data(), text.size(), kParseOptions, pugi::encoding_utf8);
@@ -138,17 +184,19 @@ std::string CXMLMgr::SaveToString(pugi::xml_encoding encoding) const {
   CStringWriter writer(out);
   // The declaration, when wanted, is the "xml" processing instruction already in the
   // document; pugixml must not add a second one.
-  m_pDoc->save(writer, kIndent, pugi::format_default | pugi::format_no_declaration, encoding);
+  // A loaded document may be nested deeply; indenting it would multiply its size.
+  const unsigned int nFormat = m_bLoaded ? pugi::format_raw : pugi::format_default;
+  m_pDoc->save(writer, kIndent, nFormat | pugi::format_no_declaration, encoding);
   return out;
 }
 
 bool CXMLMgr::Save(const std::filesystem::path& path) {
   LogF("Saving %s", path.c_str());
   const std::string bytes = SaveToString(m_bEncodingISO88591 ? pugi::encoding_latin1 : pugi::encoding_utf8);
-  errno = 0;
-  if (!WriteFileAtomically(path, bytes.data(), bytes.size())) {
-    m_strLastError = StrFormat("CXMLMgr> Saving %s failed: %s", path.c_str(), SystemErrorText(errno).c_str());
-    LogLine(m_strLastError);
+  std::string strError;
+  if (!WriteFileAtomically(path, bytes.data(), bytes.size(), &strError)) {
+    m_strLastError = strError;
+    LogLine("CXMLMgr> Saving failed: " + strError);
     return false;
   }
   return true;
@@ -280,21 +328,51 @@ pugi::xml_node CXMLMgr::NextSibling(pugi::xml_node node, std::string_view strNam
 
 void CXMLMgr::SetStringArray(pugi::xml_node element, std::string_view strKey,
                              const std::vector<std::string>& astrValues) {
+  if (!element) return;
   const std::string key(strKey);
+  // An array written into an element that does not hold it yet is appended without
+  // looking each name up (which would scan every attribute for every element).
+  const bool bFresh = !HasAttribute(element, key + "_count");
   SetAttribute(element, key + "_count", StrFormat("%d", static_cast<int>(astrValues.size())));
+  const std::string prefix = EncodeAttributeName(key) + "_value_";
   for (std::size_t i = 0; i < astrValues.size(); ++i) {
-    SetAttribute(element, StrFormat("%s_value_%d", key.c_str(), static_cast<int>(i)), astrValues[i]);
+    if (bFresh) {
+      element.append_attribute((prefix + std::to_string(i)).c_str()).set_value(astrValues[i].c_str());
+    } else {
+      SetAttribute(element, StrFormat("%s_value_%d", key.c_str(), static_cast<int>(i)), astrValues[i]);
+    }
   }
 }
 
 std::vector<std::string> CXMLMgr::GetStringArray(pugi::xml_node element, std::string_view strKey) {
-  const std::string key(strKey);
-  const std::int64_t nCount = GetAttributeInt64(element, key + "_count");
+  const std::string key = EncodeAttributeName(strKey);
+  const std::int64_t nCount = GetAttributeInt64(element, std::string(strKey) + "_count");
   std::vector<std::string> astrValues;
-  for (std::int64_t i = 0; i < nCount; ++i) {
-    const std::string name = StrFormat("%s_value_%lld", key.c_str(), static_cast<long long>(i));
-    if (!HasAttribute(element, name)) break;
-    astrValues.push_back(GetAttribute(element, name));
+  if (nCount <= 0) return astrValues;
+  // One pass over the attributes: looking each index up by name would scan them all for
+  // every element. Only indices below the attribute count can be filled, whatever
+  // "_count" claims.
+  const std::string prefix = key + "_value_";
+  std::uint64_t nAttributes = 0;
+  for (auto it = element.attributes_begin(); it != element.attributes_end(); ++it) ++nAttributes;
+  const std::uint64_t nLimit = std::min<std::uint64_t>(static_cast<std::uint64_t>(nCount), nAttributes);
+  std::vector<const char*> apszValues;
+  for (const pugi::xml_attribute& a : element.attributes()) {
+    const std::string_view name = a.name();
+    if (name.size() <= prefix.size() || name.compare(0, prefix.size(), prefix) != 0) continue;
+    const std::string_view digits = name.substr(prefix.size());
+    if (digits.size() > 1 && digits[0] == '0') continue;  // "%d" writes no leading zeros
+    std::uint64_t nIndex = 0;
+    const auto [ptr, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), nIndex);
+    if (ec != std::errc() || ptr != digits.data() + digits.size() || nIndex >= nLimit) continue;
+    if (nIndex >= apszValues.size()) apszValues.resize(static_cast<std::size_t>(nIndex) + 1, nullptr);
+    // The first attribute of a name wins, as a lookup by name would find it.
+    if (!apszValues[nIndex]) apszValues[nIndex] = a.value();
+  }
+  // Elements are taken up to the first missing one.
+  for (const char* psz : apszValues) {
+    if (!psz) break;
+    astrValues.emplace_back(psz);
   }
   return astrValues;
 }

@@ -16,6 +16,11 @@
 // Loading never resolves external entities or fetches anything: pugixml has no such
 // machinery, and a DOCTYPE is skipped.
 //
+// What is loaded is bounded: a document larger than the size limit (SetSizeLimit, 64 MiB
+// unless the caller says otherwise) or nested deeper than kMaxDepth elements is refused
+// with a message, so a hostile file cannot exhaust memory or the stack. A loaded document
+// is written back without indentation, so saving it never multiplies its size.
+//
 // Text handed in and out as std::string is always UTF-8, whatever the declaration says.
 // Raw bytes (a file, a WAV "auxi" chunk) may be UTF-8, UTF-16 with or without BOM, or
 // ISO-8859-1 by declaration; pugixml detects which.
@@ -36,6 +41,9 @@ class CXMLMgr {
   using AttributeList = std::vector<std::pair<std::string, std::string>>;
 
   inline static constexpr const char* kBlankReplacement = "_-SPACE-_";
+  // The program's own documents are at most four levels deep.
+  static constexpr int kMaxDepth = 64;
+  static constexpr std::uint64_t kDefaultSizeLimit = 64ull << 20;
 
   CXMLMgr();
   ~CXMLMgr();
@@ -44,6 +52,10 @@ class CXMLMgr {
 
   // Starts a new, empty document (the constructor already did this once).
   void Initialise();
+
+  // The largest document (bytes) that Load and LoadFrom* accept.
+  void SetSizeLimit(std::uint64_t nBytes) { m_nSizeLimit = nBytes; }
+  std::uint64_t SizeLimit() const { return m_nSizeLimit; }
 
   // Loads a document. On success the document element becomes the current root and true
   // is returned; on failure the previous document and root stay as they were and
@@ -132,10 +144,14 @@ class CXMLMgr {
  private:
   bool AdoptParsed(std::unique_ptr<pugi::xml_document> pDoc, const pugi::xml_parse_result& result,
                    int nErrno = 0);
+  bool RefuseSize(std::uint64_t nBytes);
   std::string SaveToString(pugi::xml_encoding encoding) const;
 
   std::unique_ptr<pugi::xml_document> m_pDoc;
   pugi::xml_node m_root;
+  std::uint64_t m_nSizeLimit = kDefaultSizeLimit;
+  // The document came from outside: written back as it stands, without indentation.
+  bool m_bLoaded = false;
   bool m_bEncodingUTF8 = false;
   bool m_bEncodingISO88591 = false;
   std::string m_strLastError;

@@ -8,6 +8,7 @@
 #include <new>
 #include <thread>
 
+#include "core/Int16Samples.h"
 #include "core/Log.h"
 
 namespace {
@@ -15,13 +16,6 @@ namespace {
 constexpr int kCloseAttempts = 100;
 constexpr int kCloseWaitMs = 10;
 
-std::int16_t RoundToSample(float f) {
-  // Halves away from zero, then saturate.
-  const float r = std::round(f);
-  if (r >= 32767.0f) return 32767;
-  if (r <= -32768.0f) return -32768;
-  return static_cast<std::int16_t>(r);
-}
 
 }  // namespace
 
@@ -214,7 +208,7 @@ void CAudioOutput::SendStaged() {
       const float fScale = static_cast<float>(nVolume / 100.0);
       for (std::uint32_t i = 0; i < kBufferSamples; ++i)
         pConv[i] = static_cast<float>(m_pStaging[i]) * fScale;
-      for (std::uint32_t i = 0; i < kBufferSamples; ++i) m_pStaging[i] = RoundToSample(pConv[i]);
+      for (std::uint32_t i = 0; i < kBufferSamples; ++i) m_pStaging[i] = RoundToInt16(pConv[i]);
     }
     std::memcpy(pData, m_pStaging.get(), kBufferBytes);
   }

@@ -6,20 +6,17 @@
 
 #include "analysis/AnalysisWindow.h"
 #include "core/AppState.h"
+#include "core/Int16Samples.h"
 #include "core/Log.h"
 #include "core/RegisteredMessages.h"
 #include "dsp/DSPDemodMain.h"
+#include "recording/IQSampleConverter.h"
 
 namespace {
 
 constexpr int kPacing = CAudioOutput::kPacingQueued;
 constexpr float kMagnitudeFloor = 1e-5f;
 
-std::int16_t ToSample(float f) {
-  // Nearest, halves away from zero, saturated.
-  const float r = std::round(f);
-  return static_cast<std::int16_t>(std::clamp(r, -32768.0f, 32767.0f));
-}
 
 std::uint64_t ToValue(CMessageTarget* pTarget) { return reinterpret_cast<std::uintptr_t>(pTarget); }
 CMessageTarget* ToTarget(std::uint64_t nValue) {
@@ -267,10 +264,9 @@ void CDemodBackgroundThread::InitDisplayFFT() {
   m_aBlock = CAlignedVector<std::complex<float>>(nSize);
   m_aFFTIn = CAlignedVector<std::complex<float>>(nSize);
   m_aFFTOut = CAlignedVector<std::complex<float>>(nSize);
-  // Planned without measuring: a measured plan of a large display FFT would hold up the
-  // start of play for a second or more, and this transform is a small part of the work.
-  m_plan = CFFTWPlanF::Complex(static_cast<int>(nSize), m_aFFTIn.data(), m_aFFTOut.data(), FFTW_FORWARD,
-                               FFTW_ESTIMATE);
+  // Planned from wisdom or estimated, never measured here: the player session plans the
+  // sizes ahead when it starts.
+  m_plan = CFFTWPlanF::Complex(static_cast<int>(nSize), m_aFFTIn.data(), m_aFFTOut.data(), FFTW_FORWARD);
   m_afWindow = BuildAnalysisWindow(m_eWindow.load(), nSize);
   m_afMagnitudeDb.resize(nSize / 2);
   m_dReferenceDb = 20.0 * std::log10(static_cast<double>(nSize) * 32767.0 * 0.5);
@@ -467,30 +463,9 @@ void CDemodBackgroundThread::ReadAndPlayBlock() {
 }
 
 void CDemodBackgroundThread::ConvertBlock() {
-  const CWaveFormat& fmt = m_file.Format();
-  const std::uint32_t nValues = m_nFFTSize * 2;
-  auto* pOut = reinterpret_cast<float*>(m_aBlock.data());
-  const unsigned char* pRaw = m_abRaw.data();
-  if (fmt.wFormatTag == 1 && fmt.wBitsPerSample == 16) {
-    for (std::uint32_t i = 0; i < nValues; ++i) {
-      std::int16_t v;
-      std::memcpy(&v, pRaw + 2 * i, 2);
-      pOut[i] = static_cast<float>(v);
-    }
-  } else if (fmt.wFormatTag == 1 && fmt.wBitsPerSample == 24) {
-    // Divided by 256 so that 24-bit recordings share the 16-bit scale of the levels.
-    for (std::uint32_t i = 0; i < nValues; ++i) {
-      const unsigned char* p = pRaw + 3 * i;
-      const std::int32_t v = static_cast<std::int32_t>(static_cast<std::uint32_t>(p[0]) << 8 |
-                                                       static_cast<std::uint32_t>(p[1]) << 16 |
-                                                       static_cast<std::uint32_t>(p[2]) << 24) >> 8;
-      pOut[i] = static_cast<float>(v) / 256.0f;
-    }
-  } else if (fmt.wFormatTag == 3) {
-    std::memcpy(pOut, pRaw, static_cast<std::size_t>(nValues) * sizeof(float));
-  }
-  if (m_bSwapIQ.load())
-    for (std::uint32_t i = 0; i < m_nFFTSize; ++i) m_aBlock[i] = {m_aBlock[i].imag(), m_aBlock[i].real()};
+  // Formats the converter cannot read are not converted.
+  const CIQSampleConverter converter(m_file.Format(), m_bSwapIQ.load());
+  if (converter.IsValid()) converter.Convert(m_abRaw.data(), m_nFFTSize, m_aBlock.data());
 }
 
 void CDemodBackgroundThread::PlayPiece(const std::complex<float>* pSamples, int nCount) {
@@ -505,7 +480,7 @@ void CDemodBackgroundThread::HandleAudio() {
   if (nCount <= 0) return;
   m_anAudio.resize(static_cast<std::size_t>(nCount));
   const float* pIn = m_pDemod->Output();
-  for (int i = 0; i < nCount; ++i) m_anAudio[i] = ToSample(pIn[i]);
+  for (int i = 0; i < nCount; ++i) m_anAudio[i] = RoundToInt16(pIn[i]);
   if (m_recorder.IsRecording() && m_recorder.SamplesWritten() == 0) m_recorder.SetContext(RecordingContext());
   if (m_recorder.IsRecording() && !m_recorder.Write(m_anAudio.data(), m_anAudio.size())) {
     Log("Recording ended: cannot write %s", m_recorder.Path().c_str());

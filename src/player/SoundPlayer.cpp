@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/Int16Samples.h"
 #include "core/Log.h"
 #include "player/AudioOutput.h"
 #include "recording/WaveStreamFile.h"
@@ -119,7 +120,7 @@ bool CSoundPlayer::LoadSound(const std::filesystem::path& path, std::vector<std:
     const double dFrac = dPos - static_cast<double>(n);
     const float fNext = n + 1 < nFrames ? afMono[n + 1] : afMono[n];
     const double v = afMono[n] + (fNext - afMono[n]) * dFrac;
-    anSamples[i] = static_cast<std::int16_t>(std::clamp(std::lround(v), -32768L, 32767L));
+    anSamples[i] = RoundToInt16(v);
   }
   return true;
 }

@@ -81,6 +81,7 @@ class CWavAudioWriter final : public CAudioFileWriter {
     const CWaveFormat fmt = CWaveFormat::Linear(1, 1, 48000, 16);
     m_path = path;
     m_bFailed = false;
+    m_writer.SetKeepPartialOnError(true);
     if (const std::uint32_t nError = m_writer.Create(path, fmt, {{FourCC("LIST"), InfoList(tags)}})) {
       strError = MmioErrorText(nError);
       return false;

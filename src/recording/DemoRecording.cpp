@@ -6,6 +6,7 @@
 #include <ctime>
 #include <system_error>
 
+#include "core/Int16Samples.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
 #include "persist/XMLMgr.h"
@@ -154,8 +155,7 @@ class CDemoGenerator {
 
  private:
   static std::int16_t ToInt16(float v) {
-    const long n = std::lrint(v * 32767.0f);
-    return static_cast<std::int16_t>(std::clamp(n, -32768L, 32767L));
+    return SaturateToInt16(std::nearbyint(v * 32767.0f));
   }
 
   CSineTable m_sine;

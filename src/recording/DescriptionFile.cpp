@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "core/Log.h"
+#include "core/UserFaults.h"
 #include "persist/XMLMgr.h"
 #include "recording/RecordingCaches.h"
 #include "recording/RiffFile.h"
@@ -15,8 +16,31 @@
 
 namespace {
 
-// "<?xml" as five little-endian UTF-16 characters.
-constexpr unsigned char kUtf16XmlStart[10] = {'<', 0, '?', 0, 'x', 0, 'm', 0, 'l', 0};
+constexpr char kXmlStart[] = "<?xml";
+
+// How the text of an "auxi" description is encoded: the unit size and byte order decide
+// where the text ends (recorders pad the chunk with NUL characters after it).
+enum class EAuxiText { NONE, UTF8, UTF16LE, UTF16BE };
+
+EAuxiText AuxiTextKind(const unsigned char* p, std::size_t n) {
+  const auto startsUtf16 = [&](std::size_t nSkip, bool bBigEndian) {
+    if (n < nSkip + 10) return false;
+    for (std::size_t i = 0; i < 5; ++i) {
+      const unsigned char lo = p[nSkip + 2 * i + (bBigEndian ? 1 : 0)];
+      const unsigned char hi = p[nSkip + 2 * i + (bBigEndian ? 0 : 1)];
+      if (lo != static_cast<unsigned char>(kXmlStart[i]) || hi != 0) return false;
+    }
+    return true;
+  };
+  const auto startsUtf8 = [&](std::size_t nSkip) { return n >= nSkip + 5 && std::memcmp(p + nSkip, kXmlStart, 5) == 0; };
+  if (startsUtf16(0, false) || (n >= 2 && p[0] == 0xFF && p[1] == 0xFE && startsUtf16(2, false)))
+    return EAuxiText::UTF16LE;
+  if (startsUtf16(0, true) || (n >= 2 && p[0] == 0xFE && p[1] == 0xFF && startsUtf16(2, true)))
+    return EAuxiText::UTF16BE;
+  if (startsUtf8(0) || (n >= 3 && p[0] == 0xEF && p[1] == 0xBB && p[2] == 0xBF && startsUtf8(3)))
+    return EAuxiText::UTF8;
+  return EAuxiText::NONE;
+}
 
 bool IsReadableFile(const std::filesystem::path& path) {
   std::error_code ec;
@@ -68,9 +92,14 @@ std::string CDescriptionFile::Text(const std::filesystem::path& wavPath) {
 
 std::string CDescriptionFile::ReadUncached(const std::filesystem::path& wavPath) {
   const std::filesystem::path sidePath = SidePath(wavPath);
+  m_strLoadFailure.clear();
   if (!sidePath.empty() && IsReadableFile(sidePath)) {
     CXMLMgr xml;
-    if (!xml.Load(sidePath) || !xml.Root()) return {};
+    xml.SetSizeLimit(kMaxBytes);
+    if (!xml.Load(sidePath) || !xml.Root()) {
+      m_strLoadFailure = xml.LastError();
+      return {};
+    }
     return Complete(xml, wavPath, sidePath, false);
   }
 
@@ -92,33 +121,48 @@ std::string CDescriptionFile::ReadUncached(const std::filesystem::path& wavPath)
   // Never allocate more than the file can hold, whatever the chunk claims.
   const std::uint64_t nAvailable = file.Size() - std::min<std::uint64_t>(file.Size(), file.Position());
   const std::size_t nBytes = static_cast<std::size_t>(std::min<std::uint64_t>(auxi.cksize, nAvailable));
-  if (nBytes < sizeof kUtf16XmlStart) return {};
+  if (nBytes > kMaxBytes) {
+    // Only the start is read, to tell a huge description from some other chunk.
+    unsigned char start[16] = {};
+    if (file.Read(start, sizeof start) == sizeof start && BeginsLikeDescription(start, sizeof start))
+      m_strLoadFailure = StrFormat("the description in the \"auxi\" chunk is %zu bytes, more than the %zu accepted",
+                                   nBytes, kMaxBytes);
+    return {};
+  }
   std::vector<unsigned char> chunk(nBytes);
   const std::int64_t nRead = file.Read(chunk.data(), chunk.size());
   chunk.resize(nRead > 0 ? static_cast<std::size_t>(nRead) : 0);
   file.Close();
 
-  const std::string strText = TextFromAuxiChunk(chunk);
+  const std::string strText = TextFromAuxiChunk(chunk, &m_strLoadFailure);
   if (strText.empty()) return {};
   CXMLMgr xml;
   if (!xml.LoadFromText(strText) || !xml.Root()) return {};
   return Complete(xml, wavPath, sidePath, true);
 }
 
-std::string CDescriptionFile::TextFromAuxiChunk(const std::vector<unsigned char>& chunk) {
-  if (chunk.size() < sizeof kUtf16XmlStart ||
-      std::memcmp(chunk.data(), kUtf16XmlStart, sizeof kUtf16XmlStart) != 0)
-    return {};
+bool CDescriptionFile::BeginsLikeDescription(const unsigned char* p, std::size_t nBytes) {
+  return AuxiTextKind(p, nBytes) != EAuxiText::NONE;
+}
+
+std::string CDescriptionFile::TextFromAuxiChunk(const std::vector<unsigned char>& chunk, std::string* pstrFailure) {
+  const EAuxiText eKind = AuxiTextKind(chunk.data(), chunk.size());
+  if (eKind == EAuxiText::NONE) return {};
   // The text ends at the first NUL character: recorders pad the chunk after it.
-  std::size_t nLength = chunk.size() & ~std::size_t{1};
-  for (std::size_t i = 0; i + 1 < nLength; i += 2) {
-    if (chunk[i] == 0 && chunk[i + 1] == 0) {
+  const std::size_t nUnit = eKind == EAuxiText::UTF8 ? 1 : 2;
+  std::size_t nLength = chunk.size() / nUnit * nUnit;
+  for (std::size_t i = 0; i + nUnit <= nLength; i += nUnit) {
+    if (chunk[i] == 0 && chunk[i + nUnit - 1] == 0) {
       nLength = i;
       break;
     }
   }
   CXMLMgr xml;
-  if (!xml.LoadFromBuffer(chunk.data(), nLength) || !xml.Root()) return {};
+  xml.SetSizeLimit(kMaxBytes);
+  if (!xml.LoadFromBuffer(chunk.data(), nLength) || !xml.Root()) {
+    if (pstrFailure) *pstrFailure = xml.LastError();
+    return {};
+  }
   return xml.GetXML();
 }
 
@@ -135,7 +179,9 @@ std::string CDescriptionFile::Complete(CXMLMgr& xml, const std::filesystem::path
     xml.SetEncodingUTF8(true);
     xml.AddProcessingInstruction();
     // A description that cannot be written back is still used as it stands.
-    xml.Save(savePath);
+    if (!xml.Save(savePath))
+      ReportUserFault("The recording description could not be written back (the recording is still read): " +
+                      xml.LastError());
   }
   return xml.GetXML();
 }

@@ -52,9 +52,21 @@ class CDescriptionFile {
   // the first reading of such a file leaves a separate description file behind.
   std::string Text(const std::filesystem::path& wavPath);
 
+  // The largest description accepted, beside the file or in the chunk: real ones are a
+  // few hundred bytes.
+  static constexpr std::size_t kMaxBytes = 1 << 20;
+
+  // Whether the bytes of an "auxi" chunk begin like a description: "<?xml" in UTF-16 (either
+  // byte order, with or without a byte-order mark) or UTF-8 (with or without one).
+  static bool BeginsLikeDescription(const unsigned char* p, std::size_t nBytes);
   // The description held in the bytes of an "auxi" chunk: UTF-8 text of the document when
-  // the chunk's first five UTF-16 characters are "<?xml" and it loads; else empty.
-  static std::string TextFromAuxiChunk(const std::vector<unsigned char>& chunk);
+  // the chunk begins like one and it loads; else empty (and *pstrFailure, when given, says
+  // why a chunk that began like a description was refused).
+  static std::string TextFromAuxiChunk(const std::vector<unsigned char>& chunk, std::string* pstrFailure = nullptr);
+
+  // Why the last description that was found could not be loaded (too large, nested too
+  // deep, not XML); empty when it loaded.
+  const std::string& LoadFailure() const { return m_strLoadFailure; }
 
   // The multimedia-file error code of the last failed "auxi" lookup (0 when none) and its text.
   std::uint32_t LastError() const { return m_nLastError; }
@@ -64,8 +76,11 @@ class CDescriptionFile {
   std::string ReadUncached(const std::filesystem::path& wavPath);
   // Adds the data size when missing, saves to savePath (when not empty) if anything changed
   // or bAlwaysSave, and returns the document's text. A failed save never fails the read.
+  // A description that cannot be written back is still used; the user is told once
+  // (core/UserFaults.h).
   static std::string Complete(CXMLMgr& xml, const std::filesystem::path& wavPath,
                               const std::filesystem::path& savePath, bool bAlwaysSave);
 
   std::uint32_t m_nLastError = 0;
+  std::string m_strLoadFailure;
 };

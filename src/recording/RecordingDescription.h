@@ -47,6 +47,11 @@ struct CRecordingDescription {
   std::uint32_t m_nFiles = 0;
   bool m_bValid = false;
 
+  // What the files state but do not hold, one line per fault, naming the file: a 'data'
+  // chunk or a "SizeInBytes" larger than the file, for instance. The sizes above are what
+  // the files really hold; these lines say where a header lied.
+  std::vector<std::string> m_astrWarnings;
+
   // The true total in bytes under either way of keeping it: a remainder of 1,000,000 or
   // more can only be a single file's whole size.
   std::uint64_t TotalBytes() const {

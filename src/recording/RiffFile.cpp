@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "core/AtomicFile.h"
 #include "core/Log.h"
 #include "recording/LittleEndian.h"
 
@@ -76,6 +77,8 @@ std::string FourCCText(std::uint32_t fcc) {
   return s;
 }
 
+CRiffFile::CRiffFile() = default;
+
 CRiffFile::~CRiffFile() { Close(); }
 
 CRiffFile::CRiffFile(CRiffFile&& other) noexcept { *this = std::move(other); }
@@ -84,6 +87,9 @@ CRiffFile& CRiffFile::operator=(CRiffFile&& other) noexcept {
   if (this != &other) {
     Close();
     m_pFile = std::exchange(other.m_pFile, nullptr);
+    m_pCreated = std::move(other.m_pCreated);
+    m_bKeepPartial = other.m_bKeepPartial;
+    m_strWriteError = other.m_strWriteError;
     m_pMemory = std::exchange(other.m_pMemory, nullptr);
     m_bWritable = other.m_bWritable;
     m_nPosition = other.m_nPosition;
@@ -105,10 +111,22 @@ void CRiffFile::Reset() {
 std::uint32_t CRiffFile::Open(const std::filesystem::path& path, EMode eMode) {
   Close();
   m_nLastError = 0;
+  m_strWriteError.clear();
   if (eMode == EMode::Create) {
-    std::FILE* f = std::fopen(path.c_str(), "w+b");
-    if (!f) return Fail(ErrnoToMmioError(errno));
+    auto pCreated = std::make_unique<CAtomicFile>();
+    if (!pCreated->Open(path)) {
+      m_strWriteError = pCreated->ErrorText();
+      return Fail(ErrnoToMmioError(pCreated->ErrorNumber()));
+    }
+    const int fd = ::dup(pCreated->Descriptor());
+    std::FILE* f = fd >= 0 ? ::fdopen(fd, "w+b") : nullptr;
+    if (!f) {
+      const int nErrno = errno;
+      if (fd >= 0) ::close(fd);
+      return Fail(ErrnoToMmioError(nErrno));
+    }
     m_pFile = f;
+    m_pCreated = std::move(pCreated);
     m_bWritable = true;
     std::setvbuf(m_pFile, nullptr, _IOFBF, kIoBufferBytes);
     return 0;
@@ -144,16 +162,47 @@ std::uint32_t CRiffFile::OpenMemory(const void* pData, std::size_t nSize) {
   return 0;
 }
 
+void CRiffFile::NoteWriteError(int nErrno) {
+  if (m_strWriteError.empty())
+    m_strWriteError = StrFormat("cannot write \"%s\": %s", m_pCreated ? m_pCreated->Target().c_str() : "",
+                                std::strerror(nErrno));
+}
+
 std::uint32_t CRiffFile::Close() {
   std::uint32_t nResult = 0;
-  if (m_pFile && std::fclose(m_pFile) != 0) nResult = Fail(MMIOERR_CANNOTCLOSE);
+  const bool bWriteFailed =
+      m_pCreated && !m_bKeepPartial && (!m_strWriteError.empty() || m_nLastError == MMIOERR_CANNOTWRITE);
+  if (m_pFile && std::fclose(m_pFile) != 0) {
+    if (m_pCreated) NoteWriteError(errno);
+    nResult = Fail(MMIOERR_CANNOTCLOSE);
+  }
+  if (m_pCreated) {
+    if (bWriteFailed || nResult) {
+      m_pCreated->Discard();
+      nResult = Fail(MMIOERR_CANNOTWRITE);
+    } else if (!m_pCreated->Commit()) {
+      m_strWriteError = m_pCreated->ErrorText();
+      nResult = Fail(MMIOERR_CANNOTWRITE);
+    }
+    m_pCreated.reset();
+  }
   Reset();
   return nResult;
 }
 
+void CRiffFile::Abandon() {
+  if (m_pCreated) m_pCreated->Discard();
+  m_pCreated.reset();
+  Close();
+}
+
 bool CRiffFile::SeekTo(std::uint64_t nPosition) {
   if (nPosition > static_cast<std::uint64_t>(INT64_MAX)) return false;
-  if (m_pFile && ::fseeko(m_pFile, static_cast<off_t>(nPosition), SEEK_SET) != 0) return false;
+  if (m_pFile && ::fseeko(m_pFile, static_cast<off_t>(nPosition), SEEK_SET) != 0) {
+    // Moving flushes what was buffered, so this is where a full disk shows.
+    if (m_pCreated) NoteWriteError(errno);
+    return false;
+  }
   m_nPosition = nPosition;
   return true;
 }
@@ -221,6 +270,7 @@ std::int64_t CRiffFile::Write(const void* pBuffer, std::size_t nBytes) {
   m_nPosition += n;
   if (m_nPosition > m_nSize) m_nSize = m_nPosition;
   if (n < nBytes) {
+    NoteWriteError(errno);
     Fail(MMIOERR_CANNOTWRITE);
     return -1;
   }

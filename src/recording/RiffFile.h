@@ -12,7 +12,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
+
+class CAtomicFile;
 
 // The multimedia-file error codes.
 enum EMmioError : std::uint32_t {
@@ -73,20 +76,32 @@ class CRiffFile {
  public:
   enum class EMode { Read, Create };
 
-  CRiffFile() = default;
+  CRiffFile();
   ~CRiffFile();
   CRiffFile(const CRiffFile&) = delete;
   CRiffFile& operator=(const CRiffFile&) = delete;
   CRiffFile(CRiffFile&& other) noexcept;
   CRiffFile& operator=(CRiffFile&& other) noexcept;
 
-  // Opens a file for buffered reading, or creates (truncates) one for writing. Returns 0 or
-  // an error code (257 file not found, 267 path incorrect, 268 protected, 271 no handles ...).
+  // Opens a file for buffered reading, or starts a new one for writing. Returns 0 or an error
+  // code (257 file not found, 267 path incorrect, 268 protected, 271 no handles ...). A
+  // created file is written atomically: it replaces the file at path only when Close()
+  // succeeds, and a write error or a kill leaves the previous file as it was.
   std::uint32_t Open(const std::filesystem::path& path, EMode eMode = EMode::Read);
   // Reads from a block of memory that the caller keeps alive while the file is open.
   std::uint32_t OpenMemory(const void* pData, std::size_t nSize);
-  // Closes the file; 260 when buffered writes could not be flushed.
+  // Closes the file; 260 when buffered writes could not be flushed. A created file is put in
+  // place here unless a write failed (then 262 and the previous file stays).
   std::uint32_t Close();
+  // A created file is normally all or nothing: after a failed write, Close() drops it. A
+  // recorder that would rather keep what reached the disk (the audio before the disk
+  // filled) asks for that here; its file is then put in place whatever happened.
+  void SetKeepPartialOnError(bool bKeep) { m_bKeepPartial = bKeep; }
+  // Drops a created file without putting it in place.
+  void Abandon();
+  // Why the last write, flush or replacement failed, naming the file and the system's
+  // reason ("cannot write \"/x.wav\": No space left on device"); empty when none did.
+  const std::string& WriteErrorText() const { return m_strWriteError; }
   bool IsOpen() const { return m_pFile != nullptr || m_pMemory != nullptr; }
 
   // Searches, from the current position, for the chunk named by ck.ckid (MMIO_FINDCHUNK) or
@@ -125,7 +140,12 @@ class CRiffFile {
   bool SeekTo(std::uint64_t nPosition);
   void Reset();
 
+  void NoteWriteError(int nErrno);
+
   std::FILE* m_pFile = nullptr;
+  std::unique_ptr<CAtomicFile> m_pCreated;
+  std::string m_strWriteError;
+  bool m_bKeepPartial = false;
   const unsigned char* m_pMemory = nullptr;
   bool m_bWritable = false;
   std::uint64_t m_nPosition = 0;

@@ -22,8 +22,9 @@ namespace {
 // Files of a time-chained series abut: the next file starts less than this many seconds
 // after the previous one stopped.
 constexpr std::int64_t kChainToleranceSeconds = 3;
-// Calendar times beyond this year are treated as garbage: their FILETIME would not fit.
-constexpr int kLatestYear = 30827;
+// Calendar times outside these years are treated as garbage.
+constexpr int kEarliestYear = 1970;
+constexpr int kLatestYear = 9999;
 constexpr std::uint32_t kWinradADFreqHz = 66'666'667;
 constexpr std::uint32_t kPerseusADFreqHz = 80'000'000;
 constexpr std::uint32_t kUnknownCenterFreqHz = 10'000'000;
@@ -82,7 +83,7 @@ const CAuxiLayout* FindAuxiLayout(std::uint32_t nSize) {
 }
 
 bool IsValidTime(const SYSTEMTIME& st) {
-  return st.wYear >= 1601 && st.wYear <= kLatestYear && st.wMonth >= 1 && st.wMonth <= 12 &&
+  return st.wYear >= kEarliestYear && st.wYear <= kLatestYear && st.wMonth >= 1 && st.wMonth <= 12 &&
          st.wDay >= 1 && st.wDay <= 31 && st.wHour < 24 && st.wMinute < 60 && st.wSecond < 60 &&
          st.wMilliseconds < 1000;
 }
@@ -145,6 +146,26 @@ std::uint32_t Saturate32(std::uint64_t n) { return n > UINT32_MAX ? UINT32_MAX :
 
 std::int64_t NowUtcSeconds() { return SystemTimeToSeconds(CurrentUtcSystemTime()); }
 
+std::string DataSizeWarning(const std::filesystem::path& path, const CWaveFileHeader& header) {
+  return StrFormat("\"%s\": the 'data' chunk claims %u bytes but the file holds %u", path.filename().c_str(),
+                   header.m_nStatedDataSize, header.m_nDataSize);
+}
+
+// The 'fmt ' record of a WAV file; false when it has none that can be read.
+bool ReadFormat(const std::filesystem::path& path, CWaveFormat& fmt) {
+  CRiffFile file;
+  MMCKINFO riff, chunk;
+  riff.fccType = FourCC("WAVE");
+  chunk.ckid = FourCC("fmt ");
+  if (file.Open(path) || file.Descend(riff, nullptr, MMIO_FINDRIFF) || file.Descend(chunk, &riff, MMIO_FINDCHUNK))
+    return false;
+  unsigned char bytes[CWaveFormat::kStoredBytes] = {};
+  const std::size_t nBytes = std::min<std::size_t>(chunk.cksize, sizeof bytes);
+  if (chunk.cksize < 16 || file.Read(bytes, nBytes) != static_cast<std::int64_t>(nBytes)) return false;
+  fmt.FromBytes(bytes, nBytes);
+  return true;
+}
+
 }  // namespace
 
 std::string CWaveScanFault::Text() const {
@@ -156,12 +177,35 @@ std::string CWaveScanFault::Text() const {
     case NOT_WAVE: return "not a RIFF/WAVE file";
     case NO_FMT: return "no \"fmt \" chunk";
     case FMT_TRUNCATED: return "the \"fmt \" chunk is truncated";
+    case FMT_SHORT: return StrFormat("the \"fmt \" chunk is %u bytes, shorter than the 16 bytes of a WAVE format", nDetail);
+    case RATE_ZERO: return CWaveFileData::FormatFault(2, 0, 16);
+    case CHANNELS: return CWaveFileData::FormatFault(static_cast<int>(nDetail), 1, 16);
+    case BITS: return CWaveFileData::FormatFault(2, 1, nDetail);
     case AUXI_SIZE: return StrFormat("unsupported \"auxi\" chunk size (%u bytes)", nDetail);
     case AUXI_XML: return "unreadable description in the \"auxi\" chunk";
     case RCVR_TRUNCATED: return "the \"rcvr\" chunk is truncated";
     case NO_DATA: return "no \"data\" chunk";
   }
   return "not recognised";
+}
+
+std::string CWaveFileData::FormatFault(int nChannels, std::uint32_t nRateHz, std::uint32_t nBits) {
+  if (nChannels >= 0 && nChannels != 2)
+    return StrFormat("%d channel%s; an IQ recording has 2 (I and Q)", nChannels, nChannels == 1 ? "" : "s");
+  if (nBits != 8 && nBits != 16 && nBits != 24 && nBits != 32)
+    return StrFormat("%u bits per sample; 8, 16, 24 or 32 are supported", nBits);
+  if (nRateHz == 0) return "the sample rate is 0 Hz";
+  return {};
+}
+
+bool CWaveFileData::IsInsideFolder(const std::filesystem::path& file, const std::filesystem::path& folder) {
+  std::error_code ec;
+  const std::filesystem::path resolved = std::filesystem::weakly_canonical(file, ec);
+  if (ec) return false;
+  std::error_code ecFolder;
+  const std::filesystem::path home =
+      std::filesystem::weakly_canonical(folder.empty() ? std::filesystem::path(".") : folder, ecFolder);
+  return !ecFolder && resolved.parent_path() == home;
 }
 
 std::int64_t CWaveFileData::TimeToSeconds(const SYSTEMTIME& st) {
@@ -223,7 +267,12 @@ bool CWaveFileData::ScanHeader(CRiffFile& file, const std::filesystem::path& nam
   unsigned char fmtBytes[CWaveFormat::kStoredBytes] = {};
   const std::size_t nFmtBytes = std::min<std::size_t>(fmt.cksize, sizeof fmtBytes);
   if (file.Read(fmtBytes, nFmtBytes) != static_cast<std::int64_t>(nFmtBytes)) return fail(CWaveScanFault::FMT_TRUNCATED);
+  if (fmt.cksize < 16) return fail(CWaveScanFault::FMT_SHORT, fmt.cksize);
   header.m_fmt.FromBytes(fmtBytes, nFmtBytes);
+  if (header.m_fmt.nChannels != 2) return fail(CWaveScanFault::CHANNELS, header.m_fmt.nChannels);
+  if (!FormatFault(2, 1, header.m_fmt.wBitsPerSample).empty())
+    return fail(CWaveScanFault::BITS, header.m_fmt.wBitsPerSample);
+  if (header.m_fmt.nSamplesPerSec == 0) return fail(CWaveScanFault::RATE_ZERO);
   file.Ascend(fmt);
   const std::int64_t nAfterFmt = static_cast<std::int64_t>(file.Position());
 
@@ -255,9 +304,9 @@ bool CWaveFileData::ScanHeader(CRiffFile& file, const std::filesystem::path& nam
       header.m_nBandwidth = nFmtRate;
     } else {
       bRecognised = false;
-      unsigned char start[10] = {};
-      file.Read(start, sizeof start);
-      const bool bXml = std::memcmp(start, "<\0?\0x\0m\0l\0", 10) == 0;
+      unsigned char start[12] = {};
+      const std::int64_t nStart = file.Read(start, sizeof start);
+      const bool bXml = nStart > 0 && CDescriptionFile::BeginsLikeDescription(start, static_cast<std::size_t>(nStart));
       fault = {bXml ? CWaveScanFault::AUXI_XML : CWaveScanFault::AUXI_SIZE, auxi.cksize};
     }
     file.Ascend(auxi);
@@ -310,7 +359,11 @@ bool CWaveFileData::ScanHeader(CRiffFile& file, const std::filesystem::path& nam
   data.ckid = FourCC("data");
   if (file.Seek(nAfterFmt, SEEK_SET) < 0 || file.Descend(data, &riff, MMIO_FINDCHUNK))
     return fail(fault.eKind != CWaveScanFault::NONE ? fault.eKind : CWaveScanFault::NO_DATA, fault.nDetail);
-  header.m_nDataSize = data.cksize;
+  // A size that the recorder never patched (0xFFFFFFFF, or left at the size it planned)
+  // claims more than the file holds: the data ends at the end of the file.
+  header.m_nStatedDataSize = data.cksize;
+  header.m_nDataSize = static_cast<std::uint32_t>(
+      std::min<std::uint64_t>(data.cksize, file.Size() - std::min(file.Size(), data.dwDataOffset)));
   if (header.m_fmt.nAvgBytesPerSec != 0) {
     // Perseus files state a bytes-per-second figure that does not match the rate code.
     const std::uint64_t nBytesPerSecond =
@@ -323,6 +376,7 @@ bool CWaveFileData::ScanHeader(CRiffFile& file, const std::filesystem::path& nam
     const FILETIME64 ftStop = SystemTimeToFileTime(header.m_stStart) +
                               static_cast<std::int64_t>(header.m_dDuration) * 10'000'000;
     header.m_stStop = FileTimeToSystemTime(ftStop);
+    if (!IsValidTime(header.m_stStop)) header.m_stStop = header.m_stStart;
   }
   if (!bRecognised) return fail(fault.eKind, fault.nDetail);
   if (pFault) *pFault = {};
@@ -338,7 +392,8 @@ std::uint32_t CWaveFileData::WaveDataSize(const std::filesystem::path& path) {
   riff.fccType = FourCC("WAVE");
   data.ckid = FourCC("data");
   if (!file.Open(path) && !file.Descend(riff, nullptr, MMIO_FINDRIFF) && !file.Descend(data, &riff, MMIO_FINDCHUNK))
-    nSize = data.cksize;
+    nSize = static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(data.cksize, file.Size() - std::min(file.Size(), data.dwDataOffset)));
   RecordingCaches().StoreDataSize(strKey, nSize);
   return nSize;
 }
@@ -384,8 +439,10 @@ bool CWaveFileData::GetInformation(const std::filesystem::path& path, bool bWhol
       m_strFailure = "unreadable description \"" + side.filename().string() + "\"";
     else
       m_strFailure = fault.Text();
+    if (!m_description.LoadFailure().empty()) m_strFailure += " (" + m_description.LoadFailure() + ")";
     return false;
   }
+  if (header.m_nStatedDataSize != header.m_nDataSize) desc.m_astrWarnings.push_back(DataSizeWarning(chosen, header));
   const int nCode = SourceCode(header.m_strSource);
   switch (nCode) {
     case SOURCE_SDRSHARP:
@@ -443,7 +500,9 @@ bool CWaveFileData::SeriesByTime(const std::filesystem::path& path, const CWaveF
   if (nCode == SOURCE_SPECTRAVUE || nCode == SOURCE_WINRAD || nCode == SOURCE_PERSEUS) {
     for (const std::filesystem::path& entry : ListFolder(path.parent_path())) {
       CWaveFileHeader other;
-      if (ScanHeader(entry, other) && SourceCode(other.m_strSource) == nCode)
+      // A link to a file elsewhere is not a file of this recording.
+      if (ScanHeader(entry, other) && SourceCode(other.m_strSource) == nCode &&
+          IsInsideFolder(entry, path.parent_path()))
         candidates.push_back({entry.string(), other.m_nDataSize, TimeToSeconds(other.m_stStart),
                               TimeToSeconds(other.m_stStop)});
     }
@@ -545,6 +604,12 @@ bool CWaveFileData::SeriesByNumber(const std::filesystem::path& path, const std:
     strName.replace(nPos, 8, StrFormat(pszFormat, n));
     std::filesystem::path file = folder / strName;
     if (n == 0 && !IsReadable(file)) file = path;
+    // A member that is a link to a file elsewhere is refused, not followed: the series is
+    // the files of this folder. (The file the user chose is taken as chosen.)
+    if (file != path && !IsInsideFolder(file, folder)) {
+      m_strFailure = "\"" + strName + "\" leads out of the recording's folder";
+      return false;
+    }
     std::error_code ec;
     const std::uintmax_t nLength = std::filesystem::file_size(file, ec);
     if (ec) break;
@@ -558,8 +623,12 @@ bool CWaveFileData::SeriesByNumber(const std::filesystem::path& path, const std:
       const std::string strText = m_description.Text(file);
       if (strText.empty()) break;
       const CDescriptionValues values = CDescriptionValues::Parse(strText);
-      nDataSize = Saturate32(CXMLMgr::TextToUInt64(values.Value("SizeInBytes")));
-      if (nDataSize == 0) nDataSize = WaveDataSize(file);
+      const std::uint64_t nStated = CXMLMgr::TextToUInt64(values.Value("SizeInBytes"));
+      const std::uint32_t nHeld = WaveDataSize(file);
+      nDataSize = nStated == 0 ? nHeld : static_cast<std::uint32_t>(std::min<std::uint64_t>(nStated, nHeld));
+      if (nStated > nHeld)
+        desc.m_astrWarnings.push_back(StrFormat("\"%s\": \"SizeInBytes\" is %s but the file holds %u bytes of data",
+                                                file.filename().c_str(), values.Value("SizeInBytes").c_str(), nHeld));
       if (n == 0) {
         std::string strCenter = values.Value("RadioCenterFreq");
         if (strCenter.empty()) strCenter = values.Value("CenterFrequency");
@@ -568,7 +637,22 @@ bool CWaveFileData::SeriesByNumber(const std::filesystem::path& path, const std:
         desc.m_nCenterFrequency = Saturate32(CXMLMgr::TextToUInt64(strCenter));
         desc.m_nBitsPerSample = Saturate32(CXMLMgr::TextToUInt64(values.Value("BitsPerSample")));
         if (desc.m_nBitsPerSample == 0) desc.m_nBitsPerSample = 16;
-        desc.m_tStart = desc.m_tSelectedStart = CXMLMgr::TextToInt64(values.Value("UTCSeconds"));
+        const std::string strUtc = values.Value("UTCSeconds");
+        desc.m_tStart = desc.m_tSelectedStart = CXMLMgr::TextToInt64(strUtc);
+        if (!IsAcceptedTime(desc.m_tStart)) {
+          m_strFailure = "the description's \"UTCSeconds\" (" + strUtc + ") is not a time from 1970 to 9999";
+          return false;
+        }
+        // The description states the format; the WAV header, when there is one, says how
+        // many channels the data really has.
+        CWaveFormat fmt;
+        const int nChannels = ReadFormat(file, fmt) ? fmt.nChannels : -1;
+        std::string strFault = FormatFault(nChannels, desc.m_nSampleRate, desc.m_nBitsPerSample);
+        if (strFault.empty() && desc.m_nBytesPerSecond == 0) strFault = "\"BytesPerSecond\" is 0";
+        if (!strFault.empty()) {
+          m_strFailure = "\"" + file.filename().string() + "\": " + strFault;
+          return false;
+        }
       }
     }
     desc.m_astrFileNames.push_back(file.string());

@@ -35,6 +35,10 @@ struct CWaveScanFault {
     NOT_WAVE,         // no RIFF form "WAVE"
     NO_FMT,           // no "fmt " chunk
     FMT_TRUNCATED,    // the "fmt " chunk is shorter than its stated size
+    FMT_SHORT,        // nDetail: the "fmt " chunk's size, below the 16 bytes of a format
+    RATE_ZERO,        // the sample rate is 0
+    CHANNELS,         // nDetail: the channel count, not 2 (I and Q)
+    BITS,             // nDetail: the bits per sample, not 8, 16, 24 or 32
     AUXI_SIZE,        // nDetail: the unsupported "auxi" size
     AUXI_XML,         // an "auxi" chunk holding XML that cannot be loaded
     RCVR_TRUNCATED,   // the "rcvr" chunk is shorter than its stated size
@@ -66,7 +70,8 @@ class CWaveFileData {
   // "Winrad" 3, "Perseus" 4, "Winradio" 5, "UnknownFmt" 6 that begins the name, else 0.
   static int SourceCode(std::string_view strSource);
 
-  // The 'data' chunk size of a WAV file, 0 when it cannot be opened or has none; cached.
+  // The 'data' chunk size of a WAV file, 0 when it cannot be opened or has none; cached. A
+  // chunk that claims more than the file holds ends at the end of the file.
   static std::uint32_t WaveDataSize(const std::filesystem::path& path);
 
   // Seconds since 1970 of a UTC calendar time; a time the calendar cannot hold (cleared
@@ -77,6 +82,15 @@ class CWaveFileData {
   // compared case-insensitively), so that the first-match rules of chaining pick the same
   // series on every machine.
   static std::vector<std::filesystem::path> ListFolder(const std::filesystem::path& folder);
+
+  // Why a format cannot be an IQ recording ("1 channel; an IQ recording has 2 (I and Q)",
+  // "7 bits per sample; 8, 16, 24 or 32 are supported", "the sample rate is 0 Hz"); empty
+  // when it can. nChannels -1 means the channel count is not known (and not checked).
+  static std::string FormatFault(int nChannels, std::uint32_t nRateHz, std::uint32_t nBits);
+
+  // Whether file, once links are followed, lies in folder: members of a series and
+  // "FirstFile" must not lead elsewhere.
+  static bool IsInsideFolder(const std::filesystem::path& file, const std::filesystem::path& folder);
 
   // Whether a "FirstFile" value names a file of the recording's own folder: no folder
   // separators, not "." or "..", not empty, not absolute.

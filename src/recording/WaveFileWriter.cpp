@@ -8,7 +8,7 @@ std::uint32_t CWaveFileWriter::Create(const std::filesystem::path& path, const C
   m_nDataBytes = 0;
   if (const std::uint32_t nError = m_file.Open(path, CRiffFile::EMode::Create)) return nError;
   const auto fail = [this](std::uint32_t nError) {
-    m_file.Close();
+    m_file.Abandon();
     return nError ? nError : static_cast<std::uint32_t>(MMIOERR_CANNOTWRITE);
   };
   m_riff = MMCKINFO{};

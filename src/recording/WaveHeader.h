@@ -63,6 +63,7 @@ struct CWaveFileHeader {
   std::uint32_t m_nBandwidth = 0;   // Hz: the rate the recording is analysed at
   std::uint32_t m_nIQOffset = 0;
   std::uint32_t m_nUnused = 0;
-  std::uint32_t m_nDataSize = 0;    // bytes in the 'data' chunk, as stored
+  std::uint32_t m_nDataSize = 0;    // bytes of the 'data' chunk that the file holds
+  std::uint32_t m_nStatedDataSize = 0;  // the 'data' chunk's size as its header states it
   double m_dDuration = 0.0;         // seconds
 };

@@ -18,13 +18,11 @@
 
 #include <gif_lib.h>
 
-#include <QSaveFile>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <QBuffer>
 
 #include "analysis/AnalysisSession.h"
 #include "render/PictureAnnotations.h"
+#include "core/AtomicFile.h"
 #include "core/Log.h"
 
 namespace {
@@ -49,25 +47,32 @@ void LogQtMessage(QtMsgType, const QMessageLogContext&, const QString& text) {
   LogF("Qt> %s", text.toStdString().c_str());
 }
 
-// Text needs Qt's font database, which only a QGuiApplication provides. The tool runs
-// without one (and often without a display), so one is made for the drawing alone, on the
-// offscreen platform; the arguments must outlive it.
-std::unique_ptr<QGuiApplication> MakeTextApplication() {
-  if (QCoreApplication::instance()) return nullptr;
+// Text needs Qt's font database, which only a QGuiApplication provides. The command-line
+// tool runs without one (and often without a display), so one is made on the offscreen
+// platform at the first drawing and kept for the rest of the process: Qt cannot make a
+// second one after the first is gone. The arguments must outlive it.
+void EnsureTextApplication() {
+  static QGuiApplication* s_pApplication = nullptr;
+  if (s_pApplication || QCoreApplication::instance()) return;
   qInstallMessageHandler(LogQtMessage);
   static char szName[] = "vexlor-cli";
   static char szPlatformOption[] = "-platform";
   static char szPlatform[] = "offscreen";
   static char* argv[] = {szName, szPlatformOption, szPlatform, nullptr};
   static int argc = 3;
-  return std::make_unique<QGuiApplication>(argc, argv);
+  s_pApplication = new QGuiApplication(argc, argv);
 }
 
-// Colours reduced to 256 and written through giflib, the whole file at once.
-bool WriteGif(const QImage& image, const QString& strPath, std::string& strReason) {
+int AppendToByteArray(GifFileType* pGif, const GifByteType* pData, int nBytes) {
+  static_cast<QByteArray*>(pGif->UserData)->append(reinterpret_cast<const char*>(pData), nBytes);
+  return nBytes;
+}
+
+// Colours reduced to 256 and encoded through giflib into bytes.
+bool EncodeGif(const QImage& image, QByteArray& bytes, std::string& strReason) {
   const QImage indexed = image.convertToFormat(QImage::Format_Indexed8, Qt::ThresholdDither | Qt::AvoidDither);
   int nError = 0;
-  GifFileType* pGif = EGifOpenFileName(strPath.toLocal8Bit().constData(), false, &nError);
+  GifFileType* pGif = EGifOpen(&bytes, AppendToByteArray, &nError);
   if (!pGif) {
     strReason = GifErrorString(nError);
     return false;
@@ -117,7 +122,7 @@ QImage CPictureRenderer::PictureOnly(const CAnalysisSession& session) {
 }
 
 QImage CPictureRenderer::Render(const CAnalysisSession& session) {
-  const std::unique_ptr<QGuiApplication> pApplication = MakeTextApplication();
+  EnsureTextApplication();
   const CAnalysisImage& image = session.Image();
   const int nTop = kTitleHeight + kScaleHeight;
   QImage canvas(kTimeWidth + image.Width() + kBarWidth, nTop + image.Height() + kBottomMargin, QImage::Format_ARGB32);
@@ -148,34 +153,27 @@ bool CPictureRenderer::Save(const CAnalysisSession& session, const std::filesyst
   if (!FormatSupported(path, strError)) return false;
   const QImage picture = Render(session);
   const QByteArray format = FormatOf(path);
-  const QString strPath = QString::fromStdString(path.string());
+  // Encoded in memory, then written atomically: a failed save leaves the old file whole.
+  QByteArray bytes;
   std::string strReason;
   if (IsGif(format)) {
-    // giflib writes by name: a temporary name beside the target, renamed into place.
-    const QString strTemp = strPath + ".part";
-    if (!WriteGif(picture, strTemp, strReason) || std::rename(strTemp.toLocal8Bit().constData(),
-                                                              strPath.toLocal8Bit().constData()) != 0) {
-      if (strReason.empty()) strReason = std::strerror(errno);
-      std::remove(strTemp.toLocal8Bit().constData());
+    if (!EncodeGif(picture, bytes, strReason)) {
       strError = ErrorText(path, strReason);
       return false;
     }
   } else {
-    QSaveFile file(strPath);
-    QImageWriter writer(&file, format);
-    if (!file.open(QIODevice::WriteOnly)) {
-      strError = ErrorText(path, file.errorString().toStdString());
-      return false;
-    }
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, format);
     if (!writer.write(picture)) {
       strError = ErrorText(path, writer.errorString().toStdString());
-      file.cancelWriting();
       return false;
     }
-    if (!file.commit()) {
-      strError = ErrorText(path, file.errorString().toStdString());
-      return false;
-    }
+  }
+  CAtomicFile file;
+  if (!file.Open(path) || !file.Write(bytes.constData(), static_cast<std::size_t>(bytes.size())) || !file.Commit()) {
+    strError = ErrorText(path, file.ErrorText());
+    return false;
   }
   strError.clear();
   return true;

@@ -251,6 +251,36 @@ TEST_F(AnalysisSessionTest, OpeningWhatIsNoRecordingSaysWhichFileAndWhy) {
   EXPECT_EQ(strError, "No recording is selected.");
 }
 
+TEST_F(AnalysisSessionTest, AnAcceptedSelectionBecomesTheDocumentAndItsCurrentOptions) {
+  CEngine engine(dir / "Settings.xml");
+  CRecordingDescription desc;
+  std::string strError, strTitle;
+  ASSERT_TRUE(CAnalysisSession::ReadRecording(s_first, desc, strError)) << strError;
+  CSelectionModel model;
+  model.SetRecording(desc);
+  model.Choices().nFFTSize = 8192;
+  model.Choices().nBandwidth = 100000;
+  model.Choices().nDisplayWidth = 500;
+  ASSERT_TRUE(engine.session.ApplySelection(model, strTitle, strError)) << strTitle << ": " << strError;
+  EXPECT_TRUE(engine.session.HasRecording());
+  EXPECT_EQ(engine.session.Options().m_nAnalysisFFTSize, 8192u);
+  CAnalysisOptions saved;
+  ASSERT_TRUE(saved.LoadCurrent());
+  EXPECT_EQ(saved.m_nAnalysisBandwidth, 100000u);
+  Analyse(engine.session);
+  EXPECT_EQ(engine.session.Width(), 500);
+  // The picture shows the chosen band: its edges are the band's.
+  EXPECT_DOUBLE_EQ(engine.session.FrequencyAtX(0), kDemoCenterFreqHz - 50000.0);
+  // Edit Project starts from what the document holds.
+  EXPECT_EQ(engine.session.SelectionModel().Choices().nFFTSize, 8192u);
+
+  desc.m_nCenterFrequency = desc.m_nSampleRate / 2 - 1;
+  model.SetRecording(desc);
+  EXPECT_FALSE(engine.session.ApplySelection(model, strTitle, strError));
+  EXPECT_EQ(strTitle, "Invalid Recording");
+  EXPECT_EQ(engine.session.Options().m_nAnalysisFFTSize, 8192u);  // the document is unchanged
+}
+
 class CFaultListener final : public IAnalysisSessionListener {
  public:
   void EngineFault(const CEngineFault& fault) override {

@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "EngineTestSupport.h"
-#include "analysis/FFTPlan.h"
+#include "dsp/FFTWPlan.h"
 #include "analysis/SpectrumKernel.h"
 #include "core/RegisteredMessages.h"
 #include "support/TestEnvironment.h"
@@ -135,13 +135,13 @@ TEST_F(SpectrumRowTest, TheBestHintMeasuresItsPlanKeepsWisdomAndGivesTheSameLeve
   // in its work vectors, and wisdom that is never written.
   constexpr std::uint32_t n = 2048;
   const CRawIQ raw = Noise(16, 20000.0, 2 * n, 29);
-  std::filesystem::remove(CFFTPlan::WisdomPath());
+  std::filesystem::remove(FFTWPlanner::WisdomPath());
   const auto fast = Analyse(raw, n, ANALYSIS_WINDOW_DEFAULT, false, 0, FFT_HINT_FAST);
   const auto best = Analyse(raw, n, ANALYSIS_WINDOW_DEFAULT, false, 0, FFT_HINT_BEST);
   ASSERT_EQ(best.size(), 2u);
   for (std::size_t r = 0; r < 2; ++r)
     for (std::uint32_t j = 0; j < n; ++j) ASSERT_NEAR(best[r][j], fast[r][j], 0.01);
-  EXPECT_TRUE(std::filesystem::exists(CFFTPlan::WisdomPath()));
+  EXPECT_TRUE(std::filesystem::exists(FFTWPlanner::WisdomPath()));
 }
 
 TEST_F(SpectrumRowTest, LargeBlocksConvertedOnTwoThreadsKeepTheirLevels) {

@@ -1,9 +1,15 @@
 // Worker threads: queue order, idle waits, status echo, shutdown and bounded stop.
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -11,6 +17,7 @@
 #include "core/BackgroundThreadBase.h"
 #include "core/MessageQueue.h"
 #include "core/RegisteredMessages.h"
+#include "support/TestEnvironment.h"
 
 namespace {
 
@@ -23,9 +30,15 @@ class CSlowWorker final : public CBackgroundThreadBase {
   std::atomic<int> processed{0};
   std::vector<std::uint32_t> order;  // touched only by the worker thread until idle
   std::atomic<bool>* pBlock = nullptr;
+  // The nice value and scheduling policy the worker ran its last packet at.
+  std::atomic<int> nNice{-100};
+  std::atomic<int> nPolicy{-1};
 
  protected:
   void ProcessPacket(CBkgPacket& packet, int) override {
+    const pid_t tid = static_cast<pid_t>(::syscall(SYS_gettid));
+    nNice = getpriority(PRIO_PROCESS, static_cast<id_t>(tid));
+    nPolicy = sched_getscheduler(tid);
     if (packet.m_nType == PKT_STATUS) {
       EchoStatus(packet);
       return;
@@ -118,6 +131,34 @@ TEST_F(ThreadTest, StartingLogsTheThreadNameAndPrioritiesAreNamed) {
   EXPECT_STREQ(PriorityName(-1), "Below normal");
   EXPECT_STREQ(PriorityName(2), "Highest");
   EXPECT_STREQ(PriorityName(7), "Other");
+}
+
+// Idle must still get a share of the processor beside busy processes (nice 19, not
+// SCHED_IDLE), and a worker must reach "Below normal" without privileges: it may not start
+// below it, since an unprivileged thread cannot raise its priority again.
+TEST_F(ThreadTest, IdleIsNiceNineteenAndBelowNormalIsReachableUnprivileged) {
+  const int nResult = RunInChild([] {
+    if (getuid() == 0 && setuid(65534) != 0) return 10;
+    // A test run that is itself niced past +5 cannot go back up to it.
+    const int nBelowNormal = std::max(5, getpriority(PRIO_PROCESS, 0));
+    CMessageQueue window;
+    CSlowWorker idle, reader;
+    idle.SetTargetWindow(&window);
+    reader.SetTargetWindow(&window);
+    if (!idle.StartThread() || !reader.StartThread()) return 11;
+    idle.SetPriority(THREAD_PRIORITY_IDLE);
+    reader.SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
+    for (CSlowWorker* w : {&idle, &reader}) {
+      auto p = std::make_unique<CBkgPacket>(PKT_READ);
+      w->QueuePacket(std::move(p));
+      w->WaitUntilIdle(0);
+    }
+    if (idle.nNice != 19) return 1;
+    if (idle.nPolicy != SCHED_OTHER) return 2;
+    if (reader.nNice != nBelowNormal) return 3;
+    return 0;
+  });
+  EXPECT_EQ(nResult, 0);
 }
 
 TEST_F(ThreadTest, StopThreadIsBoundedWhenAPacketNeverFinishes) {

@@ -36,9 +36,6 @@ class CPlayerHarness {
   explicit CPlayerHarness(bool bBelowNormal = true)
       : m_pNull(std::make_shared<CNullAudioBackend>()), m_thread(m_pNull) {
     RegisterAllMessages();
-    // The quick FFT planner: the same transforms, without seconds of measuring on a busy
-    // machine before the first block.
-    g_bDSPFastFFT = true;
     m_options.m_nOutputID = 0;
     m_options.m_strOutputName = "Null";
     m_options.m_strMode = "AM";

@@ -1,5 +1,11 @@
 #include "support/TestEnvironment.h"
 
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -40,4 +46,32 @@ std::string ReadBytes(const std::filesystem::path& path) {
   std::ostringstream s;
   s << f.rdbuf();
   return s.str();
+}
+
+int RunInChild(const std::function<int()>& body, std::uint64_t nFileSizeLimit) {
+  const pid_t pid = fork();
+  if (pid < 0) return -1;
+  if (pid == 0) {
+    if (nFileSizeLimit > 0) {
+      std::signal(SIGXFSZ, SIG_IGN);
+      const rlimit limit{nFileSizeLimit, nFileSizeLimit};
+      setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    _exit(body());
+  }
+  int nStatus = 0;
+  while (waitpid(pid, &nStatus, 0) < 0 && errno == EINTR) {
+  }
+  if (WIFSIGNALED(nStatus)) return 128 + WTERMSIG(nStatus);
+  return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+}
+
+std::vector<std::string> FolderNames(const std::filesystem::path& folder) {
+  std::vector<std::string> names;
+  std::error_code ec;
+  for (std::filesystem::directory_iterator it(folder, ec); !ec && it != std::filesystem::directory_iterator();
+       it.increment(ec))
+    names.push_back(it->path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
 }

@@ -1,8 +1,11 @@
 #pragma once
 // Helpers shared by the test suites.
 
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <vector>
 
 // A fresh folder under the system's temporary folder, removed with its contents on
 // destruction.
@@ -26,3 +29,11 @@ std::filesystem::path TestDataDir();
 // Writes bytes to a file, creating or replacing it.
 void WriteBytes(const std::filesystem::path& path, const std::string& bytes);
 std::string ReadBytes(const std::filesystem::path& path);
+
+// Runs body in a forked child and returns its exit code (body's result), or 128 + the
+// signal that ended it. With nFileSizeLimit > 0 no file of the child may grow past that
+// many bytes: writes beyond fail with EFBIG, as on a disk that is full.
+int RunInChild(const std::function<int()>& body, std::uint64_t nFileSizeLimit = 0);
+
+// The names of the entries of a folder, sorted.
+std::vector<std::string> FolderNames(const std::filesystem::path& folder);

@@ -1,0 +1,196 @@
+#include "player/OfflineDemodulator.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <complex>
+#include <ctime>
+#include <filesystem>
+#include <vector>
+
+#include "core/Int16Samples.h"
+#include "core/Log.h"
+#include "core/SystemTime.h"
+#include "dsp/DSPDemodMain.h"
+#include "dsp/FFTWPlan.h"
+#include "recording/IQSeriesReader.h"
+#include "recording/RiffFile.h"
+#include "recording/WaveFileWriter.h"
+
+namespace {
+
+double ThreadCpuSeconds() {
+  timespec ts{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+  return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
+}
+
+// The rate the chain is fed at: the 'fmt ' rate, as the player feeds it.
+std::uint32_t PlayRate(const CRecordingDescription& desc) {
+  return desc.m_nFmtSampleRate ? desc.m_nFmtSampleRate : desc.m_nSampleRate;
+}
+
+double DurationSeconds(const CRecordingDescription& desc) {
+  const std::uint64_t nBytesPerComplex = desc.m_nBitsPerSample / 8 * 2;
+  const std::uint32_t nRate = PlayRate(desc);
+  if (nBytesPerComplex == 0 || nRate == 0) return 0.0;
+  return static_cast<double>(desc.TotalBytes() / nBytesPerComplex) / nRate;
+}
+
+void Configure(CDSPDemodMain& chain, const COfflineDemodSettings& settings, double dOffsetHz, int& nLow,
+               int& nHigh) {
+  nLow = settings.m_nFilterLow;
+  nHigh = settings.m_nFilterHigh;
+  if (settings.m_bDefaultPassBand) CDSPDemodMain::DefaultPassBand(settings.m_nMode, chain.CWPitch(), nLow, nHigh);
+  chain.SetTuningOffset(static_cast<int>(std::lround(dOffsetHz)));
+  chain.SetMode(settings.m_nMode);
+  chain.SetPassBand(nLow, nHigh, settings.m_nMode, chain.IFRate());
+  chain.SetNoiseReduction(settings.m_nNoiseReduction);
+  chain.SetNoiseBlanker(settings.m_bNoiseBlanker);
+  if (settings.m_nSquelch >= 0) chain.SetSquelch(true, settings.m_nSquelch);
+}
+
+}  // namespace
+
+bool COfflineDemodulator::Check(const CRecordingDescription& desc, const COfflineDemodSettings& settings,
+                                std::string& strError) {
+  const std::uint32_t nRate = PlayRate(desc);
+  if (!desc.m_bValid || desc.m_nFiles == 0) {
+    strError = "not a recording";
+    return false;
+  }
+  if (nRate == 0 || desc.m_nBitsPerSample == 0) {
+    strError = "the recording has no sample rate";
+    return false;
+  }
+  if (settings.m_nMode < 0 || settings.m_nMode >= eDemodModeCount) {
+    strError = StrFormat("mode %d does not exist", settings.m_nMode);
+    return false;
+  }
+  const double dOffset = settings.m_dFrequencyHz - static_cast<double>(desc.m_nCenterFrequency);
+  if (std::fabs(dOffset) >= nRate / 2) {
+    strError = StrFormat("%.0f Hz is outside the recording's band (%.0f .. %.0f Hz)", settings.m_dFrequencyHz,
+                         desc.m_nCenterFrequency - nRate / 2.0, desc.m_nCenterFrequency + nRate / 2.0);
+    return false;
+  }
+  const double dDuration = DurationSeconds(desc);
+  if (settings.m_dStartSeconds < 0.0 || settings.m_dStartSeconds >= dDuration) {
+    strError = StrFormat("the start is outside the recording (%s .. %s UTC, %.1f s)",
+                         FormatUtcSeconds(desc.m_tStart).c_str(), FormatUtcSeconds(desc.m_tEnd).c_str(), dDuration);
+    return false;
+  }
+  CDSPDemodMain chain;
+  chain.SetMode(settings.m_nMode);
+  if (chain.MaxBlockSamples(static_cast<int>(nRate)) <= 0) {
+    strError = StrFormat("a sample rate of %u Hz cannot be demodulated", nRate);
+    return false;
+  }
+  return true;
+}
+
+bool COfflineDemodulator::Run(const CRecordingDescription& desc, const COfflineDemodSettings& settings,
+                              const AudioSink& sink, COfflineDemodResult& result, std::string& strError) {
+  result = COfflineDemodResult{};
+  if (!Check(desc, settings, strError)) return false;
+  // Offline work can afford measured plans once: the wisdom keeps them for the next run.
+  const CFFTPlanningScope planning(FFT_PLAN_FAST);
+  const auto wallStart = std::chrono::steady_clock::now();
+  CIQSeriesReader reader;
+  const auto logLine = [](const std::string& strLine) { LogLine(strLine); };
+  if (!reader.Open(desc, settings.m_bSwapIQ, logLine) || !reader.SeekToTime(settings.m_dStartSeconds)) {
+    strError = reader.Error();
+    return false;
+  }
+  const std::uint32_t nRate = reader.SampleRate();
+  result.m_nSampleRate = nRate;
+  result.m_dOffsetHz = settings.m_dFrequencyHz - static_cast<double>(desc.m_nCenterFrequency);
+
+  CDSPDemodMain chain;
+  Configure(chain, settings, result.m_dOffsetHz, result.m_nFilterLow, result.m_nFilterHigh);
+  const double dSeconds = settings.m_dSeconds < 0.0
+                              ? reader.DurationSeconds() - settings.m_dStartSeconds
+                              : std::min(settings.m_dSeconds, reader.DurationSeconds() - settings.m_dStartSeconds);
+  std::uint64_t nLeft = static_cast<std::uint64_t>(std::max(0.0, dSeconds) * nRate);
+  // Blocks as long as the chain takes whole: a recording far below 48 kHz (or below the IF
+  // rate) makes more audio than the chain's buffers hold from a full 32,768-sample block.
+  const int nBlock = chain.MaxBlockSamples(static_cast<int>(nRate));
+  std::vector<std::complex<float>> aBlock(static_cast<std::size_t>(nBlock));
+  std::vector<std::int16_t> anPcm;
+
+  const auto emit = [&](int nCount) {
+    anPcm.resize(static_cast<std::size_t>(nCount));
+    for (int k = 0; k < nCount; ++k) anPcm[static_cast<std::size_t>(k)] = RoundToInt16(chain.Output()[k]);
+    if (nCount > 0 && !sink(anPcm.data(), anPcm.size())) {
+      strError = "the audio could not be written";
+      return false;
+    }
+    result.m_nSamplesOut += static_cast<std::uint64_t>(nCount);
+    return true;
+  };
+  const auto process = [&](int nCount) {
+    const double dCpu0 = ThreadCpuSeconds();
+    chain.ProcessBlock(aBlock.data(), nCount, static_cast<int>(nRate));
+    result.m_dCpuSeconds += ThreadCpuSeconds() - dCpu0;
+  };
+
+  while (nLeft > 0) {
+    const std::int64_t nGot = reader.Read(aBlock.data(), static_cast<std::size_t>(std::min<std::uint64_t>(nBlock, nLeft)));
+    if (nGot < 0) {
+      strError = reader.Error();
+      return false;
+    }
+    if (nGot == 0) break;
+    process(static_cast<int>(nGot));
+    result.m_nSamplesIn += static_cast<std::uint64_t>(nGot);
+    nLeft -= static_cast<std::uint64_t>(nGot);
+    if (!emit(chain.OutputCount())) return false;
+  }
+  // The chain holds back what its filters delay; silence pushed through after the last
+  // block brings it out.
+  const std::uint64_t nWanted = static_cast<std::uint64_t>(
+      std::llround(static_cast<double>(result.m_nSamplesIn) / nRate * CDSPDemodMain::kOutputRate));
+  std::fill(aBlock.begin(), aBlock.end(), std::complex<float>{});
+  for (int nFlushed = 0; result.m_nSamplesOut < nWanted && nFlushed < 4 * static_cast<int>(nRate);
+       nFlushed += nBlock) {
+    process(nBlock);
+    if (!emit(static_cast<int>(std::min<std::uint64_t>(chain.OutputCount(), nWanted - result.m_nSamplesOut))))
+      return false;
+  }
+  result.m_dInputSeconds = static_cast<double>(result.m_nSamplesIn) / nRate;
+  result.m_dWallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - wallStart).count();
+  return true;
+}
+
+bool COfflineDemodulator::RunToWav(const CRecordingDescription& desc, const COfflineDemodSettings& settings,
+                                   const std::string& strOutput, COfflineDemodResult& result, std::string& strError) {
+  if (!Check(desc, settings, strError)) return false;
+  namespace fs = std::filesystem;
+  // Written beside the target and renamed over it once complete.
+  const fs::path target(strOutput);
+  const fs::path temp = target.parent_path() / ("." + target.filename().string() + ".part");
+  CWaveFileWriter writer;
+  const CWaveFormat format = CWaveFormat::Linear(1, 1, CDSPDemodMain::kOutputRate, 16);
+  if (const std::uint32_t nCode = writer.Create(temp, format)) {
+    strError = strOutput + ": " + MmioErrorText(nCode);
+    return false;
+  }
+  const auto sink = [&](const std::int16_t* pSamples, std::size_t nCount) {
+    return writer.Write(pSamples, nCount * sizeof(std::int16_t));
+  };
+  bool bOk = Run(desc, settings, sink, result, strError);
+  if (!bOk && strError == "the audio could not be written") strError = strOutput + ": write error";
+  if (const std::uint32_t nCode = writer.Close(); bOk && nCode) {
+    strError = strOutput + ": " + MmioErrorText(nCode);
+    bOk = false;
+  }
+  std::error_code ec;
+  if (bOk) {
+    fs::rename(temp, target, ec);
+    if (ec) {
+      strError = strOutput + ": " + ec.message();
+      bOk = false;
+    }
+  }
+  if (!bOk) fs::remove(temp, ec);
+  return bOk;
+}
