@@ -44,7 +44,6 @@ constexpr const char* kDockStateKey = "CMainFrame::DockState";
 constexpr const char* kDefaultProjectKey = "DefaultProject";
 constexpr const char* kMaxThreadsKey = "CMainFrame::MaxThreads";
 constexpr const char* kFFTHintKey = "CMainFrame::FFTHint";
-constexpr const char* kProductName = "Vexlor";
 
 QByteArray ReadBytes(CMySettingsStore& settings, const char* pszKey) {
   std::vector<std::uint8_t> ab;
@@ -68,7 +67,7 @@ bool IsOpenablePath(const QString& strPath) {
 CMainFrame::CMainFrame(CVexlorApp& app)
     : m_app(app), m_logTarget([](CMessage& msg) { WriteIfLogMessage(msg); }) {
   setObjectName("CMainFrame");
-  setWindowTitle(kProductName);
+  setWindowTitle(CVexlorApp::kProductName);
   setAcceptDrops(true);
   setDockNestingEnabled(true);
   m_pView = new CVexlorView(app, m_logTarget, this);
