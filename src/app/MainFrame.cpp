@@ -26,6 +26,7 @@
 #include "analysis/AnalysisThreadPool.h"
 #include "analysis/Palettes.h"
 #include "analysis/ProjectFile.h"
+#include "app/ManualScalePane.h"
 #include "app/ProjectProgressDialog.h"
 #include "app/PropertiesPane.h"
 #include "app/SelectDataFile.h"
@@ -291,7 +292,6 @@ void CMainFrame::CreateDocks() {
       {"Player", "Click a point of the picture to mark it.\nThe player comes here.", Qt::RightDockWidgetArea},
       {"Signal History", "The level at one frequency over the recording comes here.", Qt::BottomDockWidgetArea},
       {"Tags", "The tags of the recording come here.", Qt::RightDockWidgetArea},
-      {"Manual Scale", "The levels of manual scaling come here.", Qt::RightDockWidgetArea},
   };
   for (const auto& pane : kPanes) {
     auto* pDock = new QDockWidget(pane.pszTitle, this);
@@ -304,6 +304,15 @@ void CMainFrame::CreateDocks() {
     addDockWidget(pane.eArea, pDock);
     m_pPanesMenu->addAction(pDock->toggleViewAction());
   }
+  auto* pScaleDock = new QDockWidget("Manual Scale", this);
+  pScaleDock->setObjectName("ManualScalePane");
+  m_pManualScale = new CManualScalePane(m_app.Settings(), pScaleDock);
+  pScaleDock->setWidget(m_pManualScale);
+  addDockWidget(Qt::RightDockWidgetArea, pScaleDock);
+  m_pPanesMenu->addAction(pScaleDock->toggleViewAction());
+  connect(m_pManualScale, &CManualScalePane::ScalingChanged, m_pView, &CVexlorView::SetScaling);
+  m_pView->SetScaling(m_pManualScale->Contrast(), m_pManualScale->ManualFirst(), m_pManualScale->ManualSecond());
+
   auto* pProperties = new QDockWidget("Properties", this);
   pProperties->setObjectName("PropertiesPane");
   m_pProperties = new CPropertiesPane(m_app.Settings(), pProperties);

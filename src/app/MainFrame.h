@@ -16,6 +16,7 @@ class QActionGroup;
 class QComboBox;
 class QDockWidget;
 class QMenu;
+class CManualScalePane;
 class CPropertiesPane;
 class CStatusPanes;
 class CVexlorApp;
@@ -32,6 +33,7 @@ class CMainFrame final : public QMainWindow {
   CVexlorView& View() { return *m_pView; }
   CStatusPanes& StatusPanes() { return *m_pStatus; }
   CPropertiesPane& Properties() { return *m_pProperties; }
+  CManualScalePane& ManualScale() { return *m_pManualScale; }
   QAction* Action(const QString& strName) const;
   QComboBox* ThreadList() const { return m_pThreads; }
   QComboBox* FFTHintList() const { return m_pFFTHint; }
@@ -84,6 +86,7 @@ class CMainFrame final : public QMainWindow {
   CVexlorView* m_pView = nullptr;
   CStatusPanes* m_pStatus = nullptr;
   CPropertiesPane* m_pProperties = nullptr;
+  CManualScalePane* m_pManualScale = nullptr;
   QComboBox* m_pThreads = nullptr;
   QComboBox* m_pFFTHint = nullptr;
   QActionGroup* m_pPaletteGroup = nullptr;

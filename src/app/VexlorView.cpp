@@ -33,7 +33,10 @@ CVexlorView::CVexlorView(CVexlorApp& app, CMessageTarget& mainFrame, QWidget* pP
       m_target([this](CMessage& msg) {
         if (!m_pSession->HandleMessage(msg)) WriteIfLogMessage(msg);
       }),
-      m_pSession(std::make_unique<CAnalysisSession>(app.Pool(), app.Settings(), m_target, mainFrame)) {
+      m_pSession(std::make_unique<CAnalysisSession>(app.Pool(), app.Settings(), m_target, mainFrame)),
+      m_nContrast(CImageScaling::kDefaultContrast),
+      m_nManualFirst(CImageScaling::kDefaultManualFirst),
+      m_nManualSecond(CImageScaling::kDefaultManualSecond) {
   m_pSession->SetListener(this);
   m_pSession->SetSound(&app.Sounds());
   m_pSession->LoadDefaultTags();
@@ -79,10 +82,15 @@ bool CVexlorView::Analyse(QString& strError) {
 // --- Colouring and switches ---------------------------------------------------------------
 
 void CVexlorView::ApplyColouring() {
-  const CImageScaling& scaling = m_pSession->Image().Scaling();
-  m_pSession->SetColouring(m_app.Palette(), m_bScaleAutomatic, scaling.Contrast(), scaling.ManualFirst(),
-                           scaling.ManualSecond());
+  m_pSession->SetColouring(m_app.Palette(), m_bScaleAutomatic, m_nContrast, m_nManualFirst, m_nManualSecond);
   viewport()->update();
+}
+
+void CVexlorView::SetScaling(int nContrast, int nManualFirst, int nManualSecond) {
+  m_nContrast = nContrast;
+  m_nManualFirst = nManualFirst;
+  m_nManualSecond = nManualSecond;
+  ApplyColouring();
 }
 
 void CVexlorView::SetScaleAutomatic(bool bAutomatic) {
