@@ -101,7 +101,13 @@ CMainFrame::CMainFrame(CVexlorApp& app)
   UpdateCommands();
 }
 
-CMainFrame::~CMainFrame() { m_logTarget.Close(); }
+CMainFrame::~CMainFrame() {
+  m_logTarget.Close();
+  // The status panes and the view (with its session) refer to each other and to the log
+  // target: they go first, while everything they refer to is still there.
+  delete m_pStatus;
+  delete takeCentralWidget();
+}
 
 // --- Commands -------------------------------------------------------------------------------
 
