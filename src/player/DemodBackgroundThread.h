@@ -26,7 +26,8 @@
 #include "dsp/FFTWPlan.h"
 #include "player/AudioOutput.h"
 #include "player/AudioRecorder.h"
-#include "player/DemodBackgroundThreadBase.h"
+#include "core/QueueThread.h"
+#include "player/DemodBkgPacket.h"
 #include "recording/WaveStreamFile.h"
 
 class CDSPDemodMain;
@@ -48,7 +49,7 @@ enum ERecordingStatus : int {
   RECORDING_ENDED_BY_ERROR = 3,
 };
 
-class CDemodBackgroundThread final : public CDemodBackgroundThreadBase, private CAudioOutputOwner {
+class CDemodBackgroundThread final : public CQueueThread<CDemodBkgPacket>, private CAudioOutputOwner {
  public:
   static constexpr int kMaxChainInput = 32768;  // samples per call of the chain
   static constexpr int kSpectrumHeader = 10;
@@ -108,10 +109,10 @@ class CDemodBackgroundThread final : public CDemodBackgroundThreadBase, private 
   CAudioOutput& AudioOutput() { return m_audio; }
 
  protected:
-  void ProcessPacket(CDemodBkgPacket& packet) override;
+  void ProcessPacket(CDemodBkgPacket& packet, int nQueuedBehind) override;
 
  private:
-  void LogText(const std::string& strLine) override { CDemodBackgroundThreadBase::LogText(strLine); }
+  void LogText(const std::string& strLine) override { CQueueThread::LogText(strLine); }
 
   void RebuildDemod();
   void InitDisplayFFT();
@@ -178,13 +179,12 @@ class CDemodBackgroundThread final : public CDemodBackgroundThreadBase, private 
   std::uint32_t m_nFFTSize = 0;
   int m_nOverlap = 0;
   std::atomic<std::uint32_t> m_eWindow{0};
-  double m_dReferenceDb = 0.0;
+  float m_fReferenceDb = 0.0f;
   std::vector<unsigned char> m_abRaw;
   CAlignedVector<std::complex<float>> m_aBlock;
   CAlignedVector<std::complex<float>> m_aFFTIn;
   CAlignedVector<std::complex<float>> m_aFFTOut;
   std::vector<float> m_afWindow;
-  std::vector<float> m_afMagnitudeDb;
   CFFTWPlanF m_plan;
 
   std::vector<std::int16_t> m_anAudio;

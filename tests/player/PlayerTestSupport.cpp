@@ -48,3 +48,16 @@ CRecordingDescription WriteToneSeries(const std::filesystem::path& folder, const
   desc.m_bValid = true;
   return desc;
 }
+
+CPictureClick ClickAtPlusOneKilohertzTwoAndAHalfSeconds(const CRecordingDescription& desc) {
+  CPictureClick click;
+  click.m_dCentreHz = desc.m_nCenterFrequency;
+  click.m_dSpanHz = 48000;
+  click.m_nWidth = 480;
+  click.m_nX = 250;
+  click.m_nHeight = 300;
+  click.m_tTop = 3.0;
+  click.m_tBottom = 0.0;
+  click.m_nY = 50;
+  return click;
+}

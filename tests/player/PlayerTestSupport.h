@@ -21,6 +21,7 @@ inline bool WaitFor(const std::function<bool()>& condition,
 #include <filesystem>
 #include <string>
 
+#include "player/PlayerControl.h"
 #include "recording/RecordingDescription.h"
 
 // Writes a series of nFiles IQ recordings ("<stem> 000.wav" ...) of dSecondsPerFile each:
@@ -32,3 +33,7 @@ inline bool WaitFor(const std::function<bool()>& condition,
 CRecordingDescription WriteToneSeries(const std::filesystem::path& folder, const std::string& strStem, int nFiles,
                                       double dSecondsPerFile, std::uint32_t nRateHz, int nBits, double dToneHz,
                                       double dAmplitude, bool bCarrier = false);
+
+// A click in a 480 x 300 picture of 48 kHz around the recording's centre and 3 s (top) to
+// 0 s (bottom): at x 250 (+1000 Hz) and y 50 (2.5 s).
+CPictureClick ClickAtPlusOneKilohertzTwoAndAHalfSeconds(const CRecordingDescription& desc);

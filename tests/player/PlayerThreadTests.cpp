@@ -414,15 +414,7 @@ TEST(PlayerThread, AClickInThePictureMovesPlayOnlyWhilePlaying) {
   CTempFolder folder;
   const auto desc = WriteToneSeries(folder.Path(), "Click", 1, 3.0, 48000, 16, 1000.0, 0.1, true);
   CPlayerHarness h;
-  CPictureClick click;
-  click.m_dCentreHz = desc.m_nCenterFrequency;
-  click.m_dSpanHz = 48000;
-  click.m_nWidth = 480;
-  click.m_nX = 250;  // +1000 Hz
-  click.m_nHeight = 300;
-  click.m_tTop = 3.0;
-  click.m_tBottom = 0.0;
-  click.m_nY = 50;  // 2.5 s
+  CPictureClick click = ClickAtPlusOneKilohertzTwoAndAHalfSeconds(desc);
   std::vector<std::string> astrLog;
   const auto log = [&](const std::string& strLine) { astrLog.push_back(strLine); };
   double dFrequency = 0.0;
@@ -470,13 +462,13 @@ TEST(PlayerThread, TheModeOfAPlayReachesTheChainWhateverTheTiming) {
 }
 
 // A thread whose packets are only recorded, to check the queue rules.
-class CRecordingThread final : public CDemodBackgroundThreadBase {
+class CRecordingThread final : public CQueueThread<CDemodBkgPacket> {
  public:
   std::vector<std::int32_t> m_anHandled;
   std::mutex m_mutex;
 
  protected:
-  void ProcessPacket(CDemodBkgPacket& packet) override {
+  void ProcessPacket(CDemodBkgPacket& packet, int) override {
     std::lock_guard lock(m_mutex);
     m_anHandled.push_back(packet.m_nCommand);
   }
