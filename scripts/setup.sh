@@ -8,7 +8,7 @@ packages=(
   qt6-base-dev qt6-charts-dev libfftw3-dev libpugixml-dev portaudio19-dev libmp3lame-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
-  sox fonts-dejavu-core bc ccache
+  sox fonts-dejavu-core bc ccache libgif-dev
 )
 
 missing=()

@@ -295,8 +295,9 @@ int RunAnalyse(const CliArgs& args) {
   if (imagePath) {
     ApplyPictureOptions(picture, session);
     const CAnalysisImage& image = session.Image();
-    if (CPictureRenderer::Save(image, *imagePath, strError)) {
-      std::printf("Image: %s (%d x %d pixels, palette \"%s\", %s)\n", std::filesystem::absolute(*imagePath).c_str(),
+    if (CPictureRenderer::Save(session, *imagePath, strError)) {
+      std::printf("Image: %s (%d x %d pixels, palette \"%s\", %s)
+", std::filesystem::absolute(*imagePath).c_str(),
                   image.Width(), image.Height(), CPalettes::Name(image.Palette()), ScaleText(image).c_str());
     } else {
       cli.Error(strError);

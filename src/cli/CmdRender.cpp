@@ -45,7 +45,7 @@ int RunRender(const CliArgs& args) {
   if (!LoadProjectPicture(cli, cli.Positional()[0], session)) return 1;
   ApplyPictureOptions(picture, session);
   const CAnalysisImage& image = session.Image();
-  if (!CPictureRenderer::Save(image, imagePath, strError)) {
+  if (!CPictureRenderer::Save(session, imagePath, strError)) {
     cli.Error(strError);
     return 1;
   }

@@ -6,6 +6,7 @@
 
 #include "core/Log.h"
 #include "core/ProcessFigures.h"
+#include "core/SystemTime.h"
 
 const CStatusFigures::SPane CStatusFigures::kPanes[10] = {
     {"CPU", "CPU: %d%%", "Current CPU usage as a percentage"},
@@ -64,3 +65,22 @@ int CStatusFigures::CpuPercent(double dCpuSeconds, double dWallSeconds) {
   const double dWall = std::max(dWallSeconds, 0.001);
   return static_cast<int>(std::lround(std::max(dCpuSeconds, 0.0) / dWall * 100.0));
 }
+
+std::string CStatusFigures::FrequencyText(double dFrequencyHz) {
+  const long long nHz = std::llround(std::max(0.0, std::min(dFrequencyHz, 9'999'999'999.0)));
+  const std::string strDigits = std::to_string(nHz);
+  std::string strText;
+  for (std::size_t i = 0; i < strDigits.size(); ++i) {
+    if (i > 0 && (strDigits.size() - i) % 3 == 0) strText += '.';
+    strText += strDigits[i];
+  }
+  return strText + " MHz";
+}
+
+std::string CStatusFigures::TimeText(std::int64_t tUtcSeconds, bool bLocal) {
+  SYSTEMTIME st = SecondsToSystemTime(tUtcSeconds);
+  if (bLocal) st = UtcSystemTimeToLocal(st);
+  return StrFormat("%02d:%02d:%02d", st.wHour, st.wMinute, st.wSecond);
+}
+
+std::string CStatusFigures::SignalText(double dLevelDb) { return StrFormat("%.1f dBm", dLevelDb); }

@@ -64,6 +64,17 @@ class CStatusFigures {
   // CPU time over wall time in percent, the wall time taken as at least 1 ms.
   static int CpuPercent(double dCpuSeconds, double dWallSeconds);
 
+  // The point under the mouse in the picture. Frequency: whole hertz in groups of three
+  // digits separated by "." ("7.100.000 MHz", as wide as "9.999.999.999 MHz" at most);
+  // Time: "%H:%M:%S" in UTC or local time; Signal: "%.1f dBm".
+  static std::string FrequencyText(double dFrequencyHz);
+  static std::string TimeText(std::int64_t tUtcSeconds, bool bLocal);
+  static std::string SignalText(double dLevelDb);
+  // The widest value of those panes, which sets their width.
+  static constexpr const char* kFrequencyWidest = "9.999.999.999 MHz";
+  static constexpr const char* kTimeWidest = "23:59:59";
+  static constexpr const char* kSignalWidest = "-999.9 dBm";
+
  private:
   SSample m_sample;
   bool m_bHaveSample = false;

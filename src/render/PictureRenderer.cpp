@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
+#include <memory>
 #include <vector>
 
-#include <QBuffer>
 #include <QByteArray>
 #include <QColor>
 #include <QCoreApplication>
@@ -19,15 +17,18 @@
 #include <QPainter>
 #include <QString>
 
-#include "analysis/AnalysisImage.h"
+#include <gif_lib.h>
+
+#include <QBuffer>
+
+#include "analysis/AnalysisSession.h"
+#include "render/PictureAnnotations.h"
 #include "core/AtomicFile.h"
 #include "core/Log.h"
 
 namespace {
 
-// Label text height and the tick drawn at the label's row, in pixels.
 constexpr int kLabelPixelSize = 11;
-constexpr int kLabelTick = 6;
 
 QByteArray FormatOf(const std::filesystem::path& path) {
   std::string ext = path.extension().string();
@@ -69,40 +70,50 @@ void EnsureTextApplication() {
   });
 }
 
-// Each label's row gets a tick at the left edge and the time just above it, outlined in
-// black so that it reads on any colour of the picture.
-void DrawTimeLabels(QImage& picture, const std::vector<CAnalysisImage::STimeLabel>& labels, QRgb colour) {
-  QPainter painter(&picture);
-  QFont font = painter.font();
-  font.setPixelSize(kLabelPixelSize);
-  painter.setFont(font);
-  const int nDescent = QFontMetrics(font).descent();
-  const QColor textColour = QColor::fromRgb(colour);
-  for (const CAnalysisImage::STimeLabel& label : labels) {
-    if (label.nRow >= static_cast<std::size_t>(picture.height())) continue;
-    const int y = picture.height() - 1 - static_cast<int>(label.nRow);
-    const QString text = QString::fromStdString(label.strText);
-    const int nBaseline = y - 1 - nDescent;
-    painter.setPen(Qt::black);
-    painter.drawLine(0, y + 1, kLabelTick, y + 1);
-    for (int dx = -1; dx <= 1; ++dx) {
-      for (int dy = -1; dy <= 1; ++dy) {
-        if (dx != 0 || dy != 0) painter.drawText(2 + dx, nBaseline + dy, text);
-      }
-    }
-    painter.setPen(textColour);
-    painter.drawLine(0, y, kLabelTick, y);
-    painter.drawText(2, nBaseline, text);
-  }
+int AppendToByteArray(GifFileType* pGif, const GifByteType* pData, int nBytes) {
+  static_cast<QByteArray*>(pGif->UserData)->append(reinterpret_cast<const char*>(pData), nBytes);
+  return nBytes;
 }
+
+// Colours reduced to 256 and encoded through giflib into bytes.
+bool EncodeGif(const QImage& image, QByteArray& bytes, std::string& strReason) {
+  const QImage indexed = image.convertToFormat(QImage::Format_Indexed8, Qt::ThresholdDither | Qt::AvoidDither);
+  int nError = 0;
+  GifFileType* pGif = EGifOpen(&bytes, AppendToByteArray, &nError);
+  if (!pGif) {
+    strReason = GifErrorString(nError);
+    return false;
+  }
+  const QList<QRgb> table = indexed.colorTable();
+  std::vector<GifColorType> aColours(256);
+  for (int i = 0; i < table.size() && i < 256; ++i)
+    aColours[static_cast<std::size_t>(i)] = {static_cast<GifByteType>(qRed(table[i])),
+                                             static_cast<GifByteType>(qGreen(table[i])),
+                                             static_cast<GifByteType>(qBlue(table[i]))};
+  ColorMapObject* pMap = GifMakeMapObject(256, aColours.data());
+  bool bOK = pMap && EGifPutScreenDesc(pGif, indexed.width(), indexed.height(), 8, 0, pMap) == GIF_OK &&
+             EGifPutImageDesc(pGif, 0, 0, indexed.width(), indexed.height(), false, nullptr) == GIF_OK;
+  for (int y = 0; bOK && y < indexed.height(); ++y)
+    bOK = EGifPutLine(pGif, const_cast<GifPixelType*>(indexed.constScanLine(y)), indexed.width()) == GIF_OK;
+  if (!bOK) strReason = GifErrorString(pGif->Error);
+  GifFreeMapObject(pMap);
+  if (EGifCloseFile(pGif, &nError) != GIF_OK && bOK) {
+    strReason = GifErrorString(nError);
+    bOK = false;
+  }
+  return bOK;
+}
+
+bool IsGif(const QByteArray& format) { return format == "gif"; }
 
 }  // namespace
 
 bool CPictureRenderer::FormatSupported(const std::filesystem::path& path, std::string& strError) {
   const QByteArray format = FormatOf(path);
+  if (IsGif(format)) return true;
   if (format.isEmpty() || !QImageWriter::supportedImageFormats().contains(format)) {
-    std::string known;
-    for (const QByteArray& f : QImageWriter::supportedImageFormats()) known += (known.empty() ? "" : ", ") + f.toStdString();
+    std::string known = "gif";
+    for (const QByteArray& f : QImageWriter::supportedImageFormats()) known += ", " + f.toStdString();
     strError = ErrorText(path, "unsupported image format \"" + format.toStdString() + "\" (this build writes " +
                                    known + ")");
     return false;
@@ -110,32 +121,65 @@ bool CPictureRenderer::FormatSupported(const std::filesystem::path& path, std::s
   return true;
 }
 
-QImage CPictureRenderer::Render(const CAnalysisImage& image) {
-  const std::vector<CAnalysisImage::STimeLabel> labels = image.TimeLabels();
-  if (!labels.empty()) EnsureTextApplication();
-  // Read-only over the picture's own buffer; the copy is the one drawn on.
-  QImage picture = QImage(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(),
-                          image.Stride(), QImage::Format_ARGB32)
-                       .copy();
-  if (!labels.empty()) DrawTimeLabels(picture, labels, image.Colours().OverlayColour());
-  return picture;
+QImage CPictureRenderer::PictureOnly(const CAnalysisSession& session) {
+  const CAnalysisImage& image = session.Image();
+  return QImage(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(), image.Stride(),
+                QImage::Format_ARGB32)
+      .copy();
 }
 
-bool CPictureRenderer::Save(const CAnalysisImage& image, const std::filesystem::path& path, std::string& strError) {
+QImage CPictureRenderer::Render(const CAnalysisSession& session) {
+  EnsureTextApplication();
+  const CAnalysisImage& image = session.Image();
+  const int nTop = kTitleHeight + kScaleHeight;
+  QImage canvas(kTimeWidth + image.Width() + kBarWidth, nTop + image.Height() + kBottomMargin, QImage::Format_ARGB32);
+  canvas.fill(CPictureAnnotations::kBackground);
+  QPainter painter(&canvas);
+  QFont font = painter.font();
+  font.setPixelSize(kLabelPixelSize);
+  painter.setFont(font);
+  // Read-only over the picture's own buffer: the pixels are drawn unchanged.
+  const QImage picture(reinterpret_cast<const uchar*>(image.Pixels()), image.Width(), image.Height(), image.Stride(),
+                       QImage::Format_ARGB32);
+  painter.drawImage(kTimeWidth, nTop, picture);
+  CPictureAnnotations::SMapping map;
+  map.rcPicture = QRectF(kTimeWidth, nTop, image.Width(), image.Height());
+  if (session.Options().m_bAnalysisShowGrid) CPictureAnnotations::DrawGrid(painter, session, map);
+  CPictureAnnotations::DrawTags(painter, session, map);
+  painter.setPen(CPictureAnnotations::kTextColour);
+  painter.drawText(QRectF(4, 0, canvas.width() - 8, kTitleHeight), Qt::AlignLeft | Qt::AlignVCenter,
+                   CPictureAnnotations::TitleText(session));
+  CPictureAnnotations::DrawFrequencyScale(painter, session, map, nTop - 10);
+  CPictureAnnotations::DrawTimeLabels(painter, session, map);
+  const double dBarHeight = std::min<double>(image.Height(), 400.0);
+  CPictureAnnotations::DrawColourBar(painter, session, QRectF(kTimeWidth + image.Width() + 8, nTop, 14, dBarHeight));
+  return canvas;
+}
+
+bool CPictureRenderer::Save(const CAnalysisSession& session, const std::filesystem::path& path, std::string& strError) {
   if (!FormatSupported(path, strError)) return false;
-  const QImage picture = Render(image);
-  // Encoded in memory, then written atomically: a kill or a full disk never leaves a
-  // truncated picture in place of the previous one.
-  QBuffer buffer;
-  buffer.open(QIODevice::WriteOnly);
-  QImageWriter writer(&buffer, FormatOf(path));
-  if (!writer.write(picture)) {
-    strError = ErrorText(path, writer.errorString().toStdString());
-    return false;
+  const QImage picture = Render(session);
+  const QByteArray format = FormatOf(path);
+  // Encoded in memory, then written atomically: a failed save leaves the old file whole.
+  QByteArray bytes;
+  std::string strReason;
+  if (IsGif(format)) {
+    if (!EncodeGif(picture, bytes, strReason)) {
+      strError = ErrorText(path, strReason);
+      return false;
+    }
+  } else {
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, format);
+    if (!writer.write(picture)) {
+      strError = ErrorText(path, writer.errorString().toStdString());
+      return false;
+    }
   }
-  const QByteArray& bytes = buffer.data();
-  if (!WriteFileAtomically(path, bytes.constData(), static_cast<std::size_t>(bytes.size()))) {
-    strError = ErrorText(path, std::strerror(errno));
+  CAtomicFile file;
+  if (!file.Open(path) || !file.Write(bytes.constData(), static_cast<std::size_t>(bytes.size())) || !file.Commit()) {
+    strError = ErrorText(path, file.ErrorText());
     return false;
   }
   strError.clear();

@@ -56,6 +56,17 @@ TEST(StatusFigures, CpuIsTheCpuTimeBetweenTwoRefreshesOverTheWallTime) {
   EXPECT_EQ(figures.CpuPercent(), 50);
 }
 
+TEST(StatusFigures, PointTextsGroupHertzInThreesAndRoundLevelsToTenths) {
+  // The frequency pane counts whole hertz, in groups that a reader takes as MHz.kHz.Hz.
+  EXPECT_EQ(CStatusFigures::FrequencyText(7'100'000.0), "7.100.000 MHz");
+  EXPECT_EQ(CStatusFigures::FrequencyText(999.4), "999 MHz");
+  EXPECT_EQ(CStatusFigures::FrequencyText(1'000.0), "1.000 MHz");
+  EXPECT_EQ(CStatusFigures::FrequencyText(145'500'000.6), "145.500.001 MHz");
+  EXPECT_EQ(CStatusFigures::FrequencyText(9'999'999'999.0), CStatusFigures::kFrequencyWidest);
+  EXPECT_EQ(CStatusFigures::SignalText(-83.25), "-83.2 dBm");
+  EXPECT_EQ(CStatusFigures::TimeText(1'748'779'200 + 3723, false), "13:02:03");
+}
+
 TEST(StatusFigures, ARefreshOfThisProcessGivesPlausibleFigures) {
   CStatusFigures figures;
   figures.Refresh(0);

@@ -1,0 +1,587 @@
+#include "app/MainFrame.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDateTime>
+#include <QDesktopServices>
+#include <QDir>
+#include <QDockWidget>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QStatusBar>
+#include <QToolBar>
+#include <QScreen>
+#include <QUrl>
+
+#include "analysis/AnalysisThreadPool.h"
+#include "analysis/Palettes.h"
+#include "analysis/ProjectFile.h"
+#include "app/ManualScalePane.h"
+#include "app/ProjectProgressDialog.h"
+#include "app/PropertiesPane.h"
+#include "app/SelectDataFile.h"
+#include "app/StatusPanes.h"
+#include "app/VexlorApp.h"
+#include "app/VexlorView.h"
+#include "core/Log.h"
+#include "core/MessageQueue.h"
+#include "core/Paths.h"
+#include "render/PictureRenderer.h"
+
+namespace {
+
+constexpr const char* kGeometryKey = "CMainFrame::Geometry";
+constexpr const char* kDockStateKey = "CMainFrame::DockState";
+constexpr const char* kDefaultProjectKey = "DefaultProject";
+constexpr const char* kMaxThreadsKey = "CMainFrame::MaxThreads";
+constexpr const char* kFFTHintKey = "CMainFrame::FFTHint";
+
+QByteArray ReadBytes(CMySettingsStore& settings, const char* pszKey) {
+  std::vector<std::uint8_t> ab;
+  if (!settings.Read(pszKey, ab)) return {};
+  return QByteArray(reinterpret_cast<const char*>(ab.data()), static_cast<qsizetype>(ab.size()));
+}
+
+void WriteBytes(CMySettingsStore& settings, const char* pszKey, const QByteArray& bytes) {
+  settings.Write(pszKey, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+}
+
+bool IsProjectPath(const QString& strPath) { return strPath.endsWith(".xml", Qt::CaseInsensitive); }
+
+// A file that can be dropped on the window: a project or a recording.
+bool IsOpenablePath(const QString& strPath) {
+  return IsProjectPath(strPath) || strPath.endsWith(".wav", Qt::CaseInsensitive);
+}
+
+}  // namespace
+
+CMainFrame::CMainFrame(CVexlorApp& app)
+    : m_app(app), m_logTarget([](CMessage& msg) { WriteIfLogMessage(msg); }) {
+  setObjectName("CMainFrame");
+  setWindowTitle(CVexlorApp::kProductName);
+  setAcceptDrops(true);
+  setDockNestingEnabled(true);
+  m_pView = new CVexlorView(app, m_logTarget, this);
+  setCentralWidget(m_pView);
+  m_pStatus = new CStatusPanes(*statusBar(), m_pView->Session());
+
+  CreateActions();
+  CreateMenusAndToolbar();
+  CreateDocks();
+  UpdateRecentFiles();
+
+  connect(m_pView, &CVexlorView::TitleChanged, this, &QWidget::setWindowTitle);
+  connect(m_pView, &CVexlorView::PointChanged, m_pStatus, &CStatusPanes::ShowPoint);
+  connect(m_pView, &CVexlorView::PointClicked, this, [this](const CPictureClick& click) {
+    m_pStatus->ShowPoint(true, click);
+    m_pStatus->ShowMessage(QString("Marked %1 at %2")
+                               .arg(QString::fromStdString(CStatusFigures::FrequencyText(click.m_dFrequencyHz)),
+                                    QDateTime::fromSecsSinceEpoch(static_cast<qint64>(click.m_tTime), Qt::UTC)
+                                        .toString("yyyy-MM-dd HH:mm:ss 'UTC'")));
+  });
+  connect(m_pView, &CVexlorView::RunStateChanged, this, [this](bool bBusy) {
+    m_pStatus->ShowMessage(bBusy ? "Analysing..." : QString());
+    UpdateCommands();
+  });
+
+  // Without a stored layout: the whole screen (also where no window manager maximises).
+  if (!restoreGeometry(ReadBytes(app.Settings(), kGeometryKey)) && screen())
+    setGeometry(screen()->availableGeometry());
+  restoreState(ReadBytes(app.Settings(), kDockStateKey));
+  UpdateCommands();
+}
+
+CMainFrame::~CMainFrame() {
+  m_logTarget.Close();
+  // The status panes and the view (with its session) refer to each other and to the log
+  // target: they go first, while everything they refer to is still there.
+  delete m_pStatus;
+  delete takeCentralWidget();
+}
+
+// --- Commands -------------------------------------------------------------------------------
+
+QAction* CMainFrame::AddAction(const QString& strName, const QString& strText, const QKeySequence& key,
+                               const QString& strTip, void (CMainFrame::*pSlot)()) {
+  auto* pAction = new QAction(strText, this);
+  pAction->setObjectName(strName);
+  if (!key.isEmpty()) pAction->setShortcut(key);
+  pAction->setStatusTip(strTip);
+  pAction->setToolTip(key.isEmpty() ? strTip : QString("%1 (%2)").arg(strTip, key.toString(QKeySequence::NativeText)));
+  if (pSlot) connect(pAction, &QAction::triggered, this, pSlot);
+  m_actions[strName] = pAction;
+  return pAction;
+}
+
+QAction* CMainFrame::Action(const QString& strName) const {
+  const auto it = m_actions.find(strName);
+  return it == m_actions.end() ? nullptr : it->second;
+}
+
+void CMainFrame::CreateActions() {
+  AddAction("NewProject", "&New Project...", QKeySequence::New, "Choose a recording and analyse it",
+            &CMainFrame::OnNewProject);
+  AddAction("OpenProject", "&Open Project...", QKeySequence::Open, "Open a saved analysis", &CMainFrame::OnOpenProject);
+  AddAction("SaveProject", "&Save Project...", QKeySequence::Save, "Save the analysis as a project",
+            &CMainFrame::OnSaveProject);
+  AddAction("EditProject", "&Edit Project...", QKeySequence(Qt::CTRL | Qt::Key_E),
+            "Change the analysis options and analyse again", &CMainFrame::OnEditProject);
+  AddAction("Analyse", "&Analyse", QKeySequence(Qt::Key_F5), "Analyse the recording (aborts a running analysis)",
+            &CMainFrame::OnAnalyse);
+  AddAction("SaveImage", "Save &image to file...", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S),
+            "Save the picture with its scales as BMP, GIF, JPEG or PNG", &CMainFrame::OnSaveImage);
+  AddAction("Screenshot", "Screens&hot", QKeySequence(Qt::Key_Print), "Save a picture of this window and show it",
+            &CMainFrame::OnScreenshot);
+  AddAction("OpenSettings", "Open the se&ttings file", {}, "Open the settings file in the desktop's editor",
+            &CMainFrame::OnOpenSettings);
+  AddAction("Exit", "E&xit", QKeySequence::Quit, "Close the program", nullptr);
+  connect(Action("Exit"), &QAction::triggered, this, &QWidget::close);
+
+  QAction* pAuto = AddAction("ScaleAutomatic", "&Automatic scale", QKeySequence(Qt::CTRL | Qt::Key_A),
+                             "Scale each row between its floor and the held peak", nullptr);
+  QAction* pManual = AddAction("ScaleManual", "&Manual scale", QKeySequence(Qt::CTRL | Qt::Key_M),
+                               "Scale between the levels of the Manual Scale pane", nullptr);
+  auto* pScaleGroup = new QActionGroup(this);
+  for (QAction* p : {pAuto, pManual}) {
+    p->setCheckable(true);
+    pScaleGroup->addAction(p);
+  }
+  (m_pView->ScaleAutomatic() ? pAuto : pManual)->setChecked(true);
+  connect(pAuto, &QAction::triggered, this, [this] { m_pView->SetScaleAutomatic(true); });
+  connect(pManual, &QAction::triggered, this, [this] { m_pView->SetScaleAutomatic(false); });
+
+  QAction* pLegend = AddAction("Legend", "&Legend", QKeySequence(Qt::CTRL | Qt::Key_L), "Show the colour bar", nullptr);
+  pLegend->setCheckable(true);
+  pLegend->setChecked(m_pView->ShowLegend());
+  connect(pLegend, &QAction::toggled, m_pView, &CVexlorView::SetShowLegend);
+  QAction* pGrid = AddAction("Grid", "&Grid", QKeySequence(Qt::CTRL | Qt::Key_G), "Show the grid", nullptr);
+  pGrid->setCheckable(true);
+  connect(pGrid, &QAction::toggled, m_pView, &CVexlorView::SetShowGrid);
+
+  connect(AddAction("ZoomIn", "Zoom &in", QKeySequence::ZoomIn, "Enlarge the picture", nullptr), &QAction::triggered,
+          this, [this] { m_pView->SetZoomStep(m_pView->ZoomStep() + 1); });
+  connect(AddAction("ZoomOut", "Zoom &out", QKeySequence::ZoomOut, "Shrink the picture", nullptr),
+          &QAction::triggered, this, [this] { m_pView->SetZoomStep(m_pView->ZoomStep() - 1); });
+  connect(AddAction("ZoomReset", "&Actual size", QKeySequence(Qt::CTRL | Qt::Key_0),
+                    "One picture pixel per screen pixel", nullptr),
+          &QAction::triggered, this, [this] { m_pView->SetZoomStep(0); });
+
+  m_pPaletteGroup = new QActionGroup(this);
+  for (int n = 0; n < CPalettes::kCount; ++n) {
+    QAction* p = AddAction(QString("Palette%1").arg(n), CPalettes::Name(n),
+                           QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + n)),
+                           QString("Colour the picture with \"%1\"").arg(CPalettes::Name(n)), nullptr);
+    p->setCheckable(true);
+    p->setChecked(CPalettes::Normalise(m_app.Palette()) == n);
+    m_pPaletteGroup->addAction(p);
+    connect(p, &QAction::triggered, this, [this, n] { SetPalette(n); });
+  }
+}
+
+void CMainFrame::CreateMenusAndToolbar() {
+  QMenu* pFile = menuBar()->addMenu("&File");
+  for (const char* psz : {"NewProject", "OpenProject", "SaveProject", "EditProject"}) pFile->addAction(Action(psz));
+  m_pRecentMenu = pFile->addMenu("Recent &files");
+  pFile->addSeparator();
+  pFile->addAction(Action("SaveImage"));
+  pFile->addAction(Action("Screenshot"));
+  pFile->addSeparator();
+  pFile->addAction(Action("Exit"));
+
+  QMenu* pAnalysis = menuBar()->addMenu("&Analysis");
+  pAnalysis->addAction(Action("Analyse"));
+
+  // "CMainFrame::MaxThreads": 1 .. usable processors; "CMainFrame::FFTHint": "Best" 2, "Fast" 1.
+  m_pThreads = new QComboBox(this);
+  m_pThreads->setObjectName("MaxThreads");
+  m_pThreads->setToolTip("FFT threads an analysis may use");
+  m_pThreads->setMaxVisibleItems(250 / std::max(1, m_pThreads->fontMetrics().height() + 4));
+  const int nUsable = m_app.UsableProcessors();
+  for (int n = 1; n <= nUsable; ++n) m_pThreads->addItem(QString::number(n), n);
+  m_pThreads->setCurrentIndex(CAnalysisThreadPool::MaxThreads(m_app.Settings(), nUsable) - 1);
+  connect(m_pThreads, &QComboBox::currentIndexChanged, this,
+          [this](int i) { m_app.Settings().Write(kMaxThreadsKey, m_pThreads->itemData(i).toInt()); });
+  m_pFFTHint = new QComboBox(this);
+  m_pFFTHint->setObjectName("FFTHint");
+  m_pFFTHint->setToolTip("FFT planning: \"Best\" plans longer for the fastest transform, \"Fast\" starts sooner");
+  m_pFFTHint->addItem("Best", 2);
+  m_pFFTHint->addItem("Fast", 1);
+  m_pFFTHint->setCurrentIndex(CAnalysisThreadPool::FFTHint(m_app.Settings()) == 2 ? 0 : 1);
+  connect(m_pFFTHint, &QComboBox::currentIndexChanged, this,
+          [this](int i) { m_app.Settings().Write(kFFTHintKey, m_pFFTHint->itemData(i).toInt()); });
+  QMenu* pThreads = pAnalysis->addMenu("&Threads");
+  auto* pThreadGroup = new QActionGroup(this);
+  for (int n = 1; n <= nUsable; ++n) {
+    QAction* p = pThreads->addAction(QString::number(n));
+    p->setCheckable(true);
+    p->setChecked(m_pThreads->currentIndex() == n - 1);
+    pThreadGroup->addAction(p);
+    connect(p, &QAction::triggered, m_pThreads, [this, n] { m_pThreads->setCurrentIndex(n - 1); });
+    connect(m_pThreads, &QComboBox::currentIndexChanged, p, [p, n](int i) { p->setChecked(i == n - 1); });
+  }
+  QMenu* pHint = pAnalysis->addMenu("FFT &hint");
+  auto* pHintGroup = new QActionGroup(this);
+  for (int i = 0; i < 2; ++i) {
+    QAction* p = pHint->addAction(m_pFFTHint->itemText(i));
+    p->setCheckable(true);
+    p->setChecked(m_pFFTHint->currentIndex() == i);
+    pHintGroup->addAction(p);
+    connect(p, &QAction::triggered, m_pFFTHint, [this, i] { m_pFFTHint->setCurrentIndex(i); });
+    connect(m_pFFTHint, &QComboBox::currentIndexChanged, p, [p, i](int j) { p->setChecked(i == j); });
+  }
+
+  QMenu* pView = menuBar()->addMenu("&View");
+  QMenu* pPalette = pView->addMenu("&Palette");
+  for (QAction* p : m_pPaletteGroup->actions()) pPalette->addAction(p);
+  pView->addAction(Action("ScaleAutomatic"));
+  pView->addAction(Action("ScaleManual"));
+  pView->addSeparator();
+  pView->addAction(Action("Legend"));
+  pView->addAction(Action("Grid"));
+  pView->addSeparator();
+  for (const char* psz : {"ZoomIn", "ZoomOut", "ZoomReset"}) pView->addAction(Action(psz));
+  pView->addSeparator();
+  m_pPanesMenu = pView->addMenu("P&anes");
+
+  QMenu* pTools = menuBar()->addMenu("&Tools");
+  pTools->addAction(Action("OpenSettings"));
+  QMenu* pHelp = menuBar()->addMenu("&Help");
+  pHelp->addAction("&About Vexlor", this, [this] {
+    QMessageBox::about(this, "About Vexlor",
+                       QString("<b>Vexlor %1</b><p>An analyser of IQ recordings of software-defined-radio "
+                               "receivers.</p>")
+                           .arg(CVexlorApp::Version()));
+  });
+
+  QToolBar* pBar = addToolBar("Main");
+  pBar->setObjectName("MainToolBar");
+  for (const char* psz : {"NewProject", "OpenProject", "SaveProject", "EditProject"}) pBar->addAction(Action(psz));
+  pBar->addSeparator();
+  pBar->addAction(Action("Analyse"));
+  pBar->addWidget(new QLabel(" Threads "));
+  pBar->addWidget(m_pThreads);
+  pBar->addWidget(new QLabel(" FFT "));
+  pBar->addWidget(m_pFFTHint);
+  pBar->addSeparator();
+  auto* pPaletteList = new QComboBox(this);
+  pPaletteList->setObjectName("PaletteList");
+  pPaletteList->setToolTip("The palette of the picture");
+  for (int n = 0; n < CPalettes::kCount; ++n) pPaletteList->addItem(CPalettes::Name(n), n);
+  pPaletteList->setCurrentIndex(CPalettes::Normalise(m_app.Palette()));
+  connect(pPaletteList, &QComboBox::activated, this, [this](int i) { SetPalette(i); });
+  connect(m_pPaletteGroup, &QActionGroup::triggered, pPaletteList,
+          [this, pPaletteList] { pPaletteList->setCurrentIndex(CPalettes::Normalise(m_app.Palette())); });
+  pBar->addWidget(pPaletteList);
+  for (const char* psz : {"ScaleAutomatic", "Legend", "Grid", "ZoomIn", "ZoomOut"}) pBar->addAction(Action(psz));
+  pBar->addSeparator();
+  pBar->addAction(Action("SaveImage"));
+  pBar->addAction(Action("Screenshot"));
+}
+
+void CMainFrame::CreateDocks() {
+  // The panes whose contents come with the player and the signal history.
+  const struct {
+    const char* pszTitle;
+    const char* pszText;
+    Qt::DockWidgetArea eArea;
+  } kPanes[] = {
+      {"Player", "Click a point of the picture to mark it.\nThe player comes here.", Qt::RightDockWidgetArea},
+      {"Signal History", "The level at one frequency over the recording comes here.", Qt::BottomDockWidgetArea},
+      {"Tags", "The tags of the recording come here.", Qt::RightDockWidgetArea},
+  };
+  for (const auto& pane : kPanes) {
+    auto* pDock = new QDockWidget(pane.pszTitle, this);
+    pDock->setObjectName(QString(pane.pszTitle).remove(' ') + "Pane");
+    auto* pLabel = new QLabel(pane.pszText);
+    pLabel->setAlignment(Qt::AlignCenter);
+    pLabel->setWordWrap(true);
+    pLabel->setEnabled(false);
+    pDock->setWidget(pLabel);
+    addDockWidget(pane.eArea, pDock);
+    m_pPanesMenu->addAction(pDock->toggleViewAction());
+  }
+  auto* pScaleDock = new QDockWidget("Manual Scale", this);
+  pScaleDock->setObjectName("ManualScalePane");
+  m_pManualScale = new CManualScalePane(m_app.Settings(), pScaleDock);
+  pScaleDock->setWidget(m_pManualScale);
+  addDockWidget(Qt::RightDockWidgetArea, pScaleDock);
+  m_pPanesMenu->addAction(pScaleDock->toggleViewAction());
+  connect(m_pManualScale, &CManualScalePane::ScalingChanged, m_pView, &CVexlorView::SetScaling);
+  m_pView->SetScaling(m_pManualScale->Contrast(), m_pManualScale->ManualFirst(), m_pManualScale->ManualSecond());
+
+  auto* pProperties = new QDockWidget("Properties", this);
+  pProperties->setObjectName("PropertiesPane");
+  m_pProperties = new CPropertiesPane(m_app.Settings(), pProperties);
+  pProperties->setWidget(m_pProperties);
+  addDockWidget(Qt::RightDockWidgetArea, pProperties);
+  m_pPanesMenu->addAction(pProperties->toggleViewAction());
+  // The right-hand panes share one column as tabs; the properties first.
+  const auto docks = findChildren<QDockWidget*>();
+  for (QDockWidget* p : docks)
+    if (p != pProperties && dockWidgetArea(p) == Qt::RightDockWidgetArea) tabifyDockWidget(pProperties, p);
+  pProperties->raise();
+  for (QDockWidget* p : docks)
+    if (dockWidgetArea(p) == Qt::BottomDockWidgetArea) p->hide();
+}
+
+void CMainFrame::UpdateRecentFiles() {
+  m_pRecentMenu->clear();
+  const QStringList list = m_app.RecentFiles();
+  for (int i = 0; i < list.size(); ++i) {
+    const QString strPath = list[i];
+    m_pRecentMenu->addAction(QString("&%1 %2").arg(i + 1 < 10 ? QString::number(i + 1) : "", strPath), this,
+                             [this, strPath] { OpenFile(strPath); });
+  }
+  m_pRecentMenu->setEnabled(!list.isEmpty());
+}
+
+void CMainFrame::UpdateCommands() {
+  const bool bBusy = m_pView->IsBusy();
+  const CAnalysisSession& session = m_pView->Session();
+  const bool bHaveOptions = session.HasRecording() || !session.Options().m_astrRecordingFilenames.empty();
+  for (const char* psz : {"NewProject", "OpenProject"}) Action(psz)->setEnabled(!bBusy);
+  Action("EditProject")->setEnabled(!bBusy && bHaveOptions);
+  Action("SaveProject")->setEnabled(!bBusy && session.Image().Rows().Count() > 0);
+  Action("SaveImage")->setEnabled(!bBusy && session.Image().Rows().Count() > 0);
+  Action("Analyse")->setEnabled(bBusy || bHaveOptions);
+  Action("Analyse")->setText(bBusy ? "&Abort" : "&Analyse");
+}
+
+void CMainFrame::ShowError(const QString& strTitle, const QString& strText) {
+  QMessageBox::warning(this, strTitle, strText);
+}
+
+void CMainFrame::SetPalette(int nPalette) {
+  m_app.SetPalette(nPalette);
+  if (QAction* p = Action(QString("Palette%1").arg(CPalettes::Normalise(nPalette)))) p->setChecked(true);
+  m_pView->ApplyColouring();
+}
+
+bool CMainFrame::StartAnalysis(const char* pszCommand) {
+  QString strError;
+  if (!m_pView->Analyse(strError)) {
+    ShowError(pszCommand, strError);
+    return false;
+  }
+  UpdateCommands();
+  return true;
+}
+
+void CMainFrame::OnAnalyse() { StartAnalysis("Analyse"); }
+
+void CMainFrame::OnNewProject() { RunProjectDialog(true); }
+
+void CMainFrame::OnEditProject() { RunProjectDialog(false); }
+
+bool CMainFrame::RunProjectDialog(bool bNew, const QString& strFile) {
+  if (m_pView->IsBusy()) return false;
+  CAnalysisSession& session = m_pView->Session();
+  if (!bNew && !session.HasRecording()) {
+    // A loaded project: its recording, when it is still there.
+    const auto& astrFiles = session.Options().m_astrRecordingFilenames;
+    const CAnalysisOptions projectOptions = session.Options();
+    std::string strError;
+    if (astrFiles.empty() || !session.OpenRecording(astrFiles.front(), strError)) {
+      ShowError("Edit Project", astrFiles.empty() ? QString("There is no recording to edit: open a project or "
+                                                            "start a New Project.")
+                                                  : QString::fromStdString(strError));
+      return false;
+    }
+    session.SetOptions(projectOptions);
+  }
+  CSelectionModel model = bNew ? CSelectionModel() : session.SelectionModel();
+  if (bNew) {
+    // The choices of the last analysis where they do not depend on the recording.
+    CAnalysisOptions lastOptions;
+    if (lastOptions.LoadCurrent()) model.TakeAnalysisChoices(lastOptions);
+  }
+  CSelectDataFile dialog(bNew ? CSelectDataFile::EMode::New : CSelectDataFile::EMode::Edit, m_app.Settings(),
+                         std::move(model), this);
+  if (!strFile.isEmpty()) dialog.SetFile(strFile);
+  if (dialog.exec() != QDialog::Accepted) return false;
+  std::string strTitle, strMessage;
+  if (!session.ApplySelection(dialog.Model(), strTitle, strMessage)) {
+    ShowError(QString::fromStdString(strTitle), QString::fromStdString(strMessage));
+    return false;
+  }
+  m_app.AddRecentFile(dialog.File());
+  UpdateRecentFiles();
+  return StartAnalysis(bNew ? "New Project" : "Edit Project");
+}
+
+bool CMainFrame::OpenFile(const QString& strGivenPath, bool bAnalyse) {
+  const QString strPath = QFileInfo(strGivenPath).absoluteFilePath();
+  if (IsProjectPath(strPath)) return OpenProject(strPath);
+  if (!bAnalyse) {
+    RunProjectDialog(true, strPath);
+    return true;
+  }
+  // --analyse: the choices the dialog would open with, without showing it.
+  CRecordingDescription desc;
+  std::string strError, strTitle;
+  if (!CAnalysisSession::ReadRecording(strPath.toStdString(), desc, strError)) {
+    ShowError("Open", QString::fromStdString(strError));
+    return false;
+  }
+  CSelectionModel model;
+  model.SetRecording(desc);
+  CAnalysisOptions lastOptions;
+  if (lastOptions.LoadCurrent()) model.TakeAnalysisChoices(lastOptions);
+  if (!m_pView->Session().ApplySelection(model, strTitle, strError)) {
+    ShowError(QString::fromStdString(strTitle), QString::fromStdString(strError));
+    return false;
+  }
+  m_app.AddRecentFile(strPath);
+  UpdateRecentFiles();
+  return StartAnalysis("Analyse");
+}
+
+bool CMainFrame::OpenProject(const QString& strPath) {
+  if (m_pView->IsBusy()) {
+    QApplication::beep();
+    return false;
+  }
+  CProjectProgressDialog progress(this);
+  std::string strMessage;
+  if (!m_pView->Session().LoadProject(strPath.toStdString(), strMessage, &progress)) {
+    ShowError("Open Project", QString::fromStdString(strMessage));
+    return false;
+  }
+  m_pView->ApplyColouring();
+  m_pView->PictureReplaced();
+  m_app.Settings().Write(kDefaultProjectKey, QFileInfo(strPath).absoluteFilePath().toStdString());
+  m_app.AddRecentFile(strPath);
+  UpdateRecentFiles();
+  UpdateCommands();
+  // A damaged project that could still be shown says what was worked around.
+  if (!strMessage.empty()) QMessageBox::information(this, "Open Project", QString::fromStdString(strMessage));
+  m_pStatus->ShowMessage(QString("Project loaded: %1").arg(QFileInfo(strPath).fileName()));
+  return true;
+}
+
+void CMainFrame::OnOpenProject() {
+  std::string strDefault;
+  m_app.Settings().Read(kDefaultProjectKey, strDefault);
+  const QString strPath = QFileDialog::getOpenFileName(this, "Open IQ analysis defnition...",
+                                                       QString::fromStdString(strDefault), "XML files (*.XML *.xml)");
+  if (!strPath.isEmpty()) OpenProject(strPath);
+}
+
+bool CMainFrame::SaveProject(const QString& strPath) {
+  CProjectProgressDialog progress(this);
+  std::string strError;
+  if (!m_pView->Session().SaveProject(strPath.toStdString(), strError, &progress)) {
+    ShowError("Save Project", QString::fromStdString(strError));
+    return false;
+  }
+  m_app.Settings().Write(kDefaultProjectKey, QFileInfo(strPath).absoluteFilePath().toStdString());
+  m_app.AddRecentFile(strPath);
+  UpdateRecentFiles();
+  m_pStatus->ShowMessage(QString("Project saved: %1").arg(QFileInfo(strPath).fileName()));
+  return true;
+}
+
+void CMainFrame::OnSaveProject() {
+  const CAnalysisSession& session = m_pView->Session();
+  const auto& astrFiles = session.Options().m_astrRecordingFilenames;
+  const QString strProposed =
+      astrFiles.empty() ? QString()
+                        : QString::fromStdString(CProjectFile::ProposedPath(astrFiles.front()).string());
+  const QString strPath =
+      QFileDialog::getSaveFileName(this, "Save IQ analysis defnition...", strProposed, "XML files (*.XML *.xml)");
+  if (!strPath.isEmpty()) SaveProject(strPath);
+}
+
+bool CMainFrame::SaveImage(const QString& strPath, QString& strError) {
+  std::string strMessage;
+  if (CPictureRenderer::Save(m_pView->Session(), strPath.toStdString(), strMessage)) return true;
+  strError = QString::fromStdString(strMessage);
+  return false;
+}
+
+void CMainFrame::OnSaveImage() {
+  const auto& astrFiles = m_pView->Session().Options().m_astrRecordingFilenames;
+  QString strProposed;
+  if (!astrFiles.empty()) {
+    std::filesystem::path path = CProjectFile::ProposedPath(astrFiles.front());
+    strProposed = QString::fromStdString(path.replace_extension(".png").string()).replace(" (Project).png", ".png");
+  }
+  QString strFilter = "PNG (*.png)";
+  const QString strPath = QFileDialog::getSaveFileName(
+      this, "Save image to file...", strProposed, "PNG (*.png);;BMP (*.bmp);;JPEG (*.jpg *.jpeg);;GIF (*.gif)",
+      &strFilter);
+  if (strPath.isEmpty()) return;
+  QString strError;
+  if (!SaveImage(strPath, strError)) ShowError("Save image to file", strError);
+}
+
+QString CMainFrame::SaveScreenshot() {
+  const QDir folder(QString::fromStdString((PicturesFolder() / kCompanyKey).string()));
+  if (!folder.exists() && !QDir().mkpath(folder.path())) return {};
+  const QString strPath = folder.filePath(
+      QString("Screenshot-%1.png").arg(QDateTime::currentDateTime().toString("yyyy-MM-dd-HHmmss")));
+  return grab().save(strPath, "PNG", 100) ? strPath : QString();
+}
+
+void CMainFrame::OnScreenshot() {
+  const QString strPath = SaveScreenshot();
+  if (strPath.isEmpty()) {
+    ShowError("Screenshot", "The screenshot could not be saved in the pictures folder.");
+    return;
+  }
+  m_pStatus->ShowMessage(QString("Screenshot saved: %1").arg(strPath));
+  QDesktopServices::openUrl(QUrl::fromLocalFile(strPath));
+}
+
+void CMainFrame::OnOpenSettings() {
+  const QString strPath = QString::fromStdString(m_app.Settings().EditorFilePath().string());
+  if (!QDesktopServices::openUrl(QUrl::fromLocalFile(strPath)))
+    ShowError("Settings", QString("No editor could be started for %1").arg(strPath));
+}
+
+// --- Closing and dropping ------------------------------------------------------------------
+
+void CMainFrame::closeEvent(QCloseEvent* pEvent) {
+  if (m_pView->IsBusy()) {
+    QApplication::beep();
+    pEvent->ignore();
+    return;
+  }
+  int nWindows = 0;
+  for (QWidget* p : QApplication::topLevelWidgets())
+    if (qobject_cast<CMainFrame*>(p) && p->isVisible()) ++nWindows;
+  if (nWindows > 1 && QMessageBox::question(this, "Close", "This will close all windows - continue?",
+                                            QMessageBox::Yes | QMessageBox::No) != QMessageBox::Yes) {
+    pEvent->ignore();
+    return;
+  }
+  WriteBytes(m_app.Settings(), kGeometryKey, saveGeometry());
+  WriteBytes(m_app.Settings(), kDockStateKey, saveState());
+  m_app.Shutdown();
+  pEvent->accept();
+}
+
+void CMainFrame::dragEnterEvent(QDragEnterEvent* pEvent) {
+  const QList<QUrl> urls = pEvent->mimeData()->urls();
+  if (urls.size() == 1 && urls.front().isLocalFile() && IsOpenablePath(urls.front().toLocalFile()))
+    pEvent->acceptProposedAction();
+}
+
+void CMainFrame::dropEvent(QDropEvent* pEvent) {
+  const QList<QUrl> urls = pEvent->mimeData()->urls();
+  if (urls.size() != 1 || !urls.front().isLocalFile()) return;
+  pEvent->acceptProposedAction();
+  const QString strPath = urls.front().toLocalFile();
+  // Opened after the drop has ended, so that a dialog does not run inside the drag.
+  QMetaObject::invokeMethod(this, [this, strPath] { OpenFile(strPath); }, Qt::QueuedConnection);
+}
