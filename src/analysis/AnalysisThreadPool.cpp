@@ -11,29 +11,28 @@ CAnalysisThreadPool::~CAnalysisThreadPool() { Shutdown(); }
 bool CAnalysisThreadPool::Create(CMessageTarget* pMainFrame, int nFFTWorkers, int nFFTPriority) {
   if (m_bCreated) return true;
   m_bCreated = true;
-  const int nCount = nFFTWorkers > 0 ? nFFTWorkers : UsableProcessors();
-  bool bOk = true;
-  for (int i = 0; i < nCount; ++i) {
-    auto pWorker = std::make_unique<CBackgroundThreadFFT>(i);
-    pWorker->SetThreadName(StrFormat("FFT %d", i + 1));
-    pWorker->SetTargetWindow(pMainFrame);
-    bOk = pWorker->StartThread() && bOk;
-    pWorker->SetPriority(nFFTPriority);
-    pWorker->WaitUntilIdle(0);
-    m_apFFT.push_back(std::move(pWorker));
-  }
-  int nSlot = 0;
-  for (CBackgroundThreadReader* pThread : {&m_reader, &m_forwarder}) {
-    pThread->SetThreadName(nSlot++ == 0 ? "File Reader" : "File Forwarder");
-    pThread->SetTargetWindow(pMainFrame);
-    bOk = pThread->StartThread() && bOk;
-    pThread->SetPriority(THREAD_PRIORITY_BELOW_NORMAL);
-    pThread->WaitUntilIdle(0);
-  }
   m_reader.SetForwarder(&m_forwarder);
   m_reader.SetBlockCache(&m_blockCache);
   m_forwarder.SetBlockCache(&m_blockCache);
-  return bOk;
+  // A worker that cannot start is logged by Start and never waited for; the pool is then
+  // unusable, so no further thread is started.
+  const auto start = [&](CBackgroundThreadBase& thread, const std::string& strName, int nPriority) {
+    thread.SetThreadName(strName);
+    thread.SetTargetWindow(pMainFrame);
+    if (!thread.Start()) return false;
+    thread.SetPriority(nPriority);
+    thread.WaitUntilIdle(0);
+    return true;
+  };
+  const int nCount = nFFTWorkers > 0 ? nFFTWorkers : UsableProcessors();
+  for (int i = 0; i < nCount; ++i) {
+    auto pWorker = std::make_unique<CBackgroundThreadFFT>(i);
+    const bool bStarted = start(*pWorker, StrFormat("FFT %d", i + 1), nFFTPriority);
+    m_apFFT.push_back(std::move(pWorker));
+    if (!bStarted) return false;
+  }
+  return start(m_reader, "File Reader", THREAD_PRIORITY_BELOW_NORMAL) &&
+         start(m_forwarder, "File Forwarder", THREAD_PRIORITY_BELOW_NORMAL);
 }
 
 void CAnalysisThreadPool::Shutdown() {

@@ -24,7 +24,7 @@ class CAnalysisThreadPool {
   // takes the usable processor count (processors − 1, at least 1). The FFT workers run at
   // idle priority so that the rest of the machine stays responsive; a tool that wants its
   // result regardless of other load may ask for another. False when a thread could not be
-  // started.
+  // started: that is logged, nothing waits for it and no further thread is started.
   bool Create(CMessageTarget* pMainFrame, int nFFTWorkers = 0, int nFFTPriority = THREAD_PRIORITY_IDLE);
   // Orderly stop: waits for each worker's queue to drain (at most 10000 ms each), then ends
   // the reader, the forwarder and every FFT worker in that order.

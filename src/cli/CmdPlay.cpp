@@ -13,17 +13,14 @@
 #include <filesystem>
 #include <string>
 #include <strings.h>
+#include <thread>
 
 #include "cli/CliOptions.h"
 #include "cli/Commands.h"
 #include "core/Log.h"
-#include "core/MessageQueue.h"
-#include "core/RegisteredMessages.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
-#include "player/DemodBackgroundThread.h"
-#include "player/PlayerControl.h"
-#include "recording/WaveFileData.h"
+#include "player/PlayerSession.h"
 
 namespace {
 
@@ -46,27 +43,6 @@ void PrintUsage() {
                "             (default: the system's default output; the null device without a sound card)\n"
                "  --repeat   play START..END (seconds from the start of the recording) over and over\n"
                "  --record   also record the played audio to a WAV or MP3 file\n");
-}
-
-// A time given as UTC text or as seconds from the recording's start.
-bool ParseTime(const CCliOptions& options, const std::string& strName, const std::string& strText,
-               const CRecordingDescription& desc, double& dSeconds) {
-  if (strText.find('-') != std::string::npos || strText.find(':') != std::string::npos) {
-    std::int64_t tUtc = 0;
-    if (!ParseUtcSeconds(strText, tUtc)) {
-      options.Error("--" + strName + ": \"" + strText + "\" is not \"YYYY-MM-DD HH:MM:SS\" or seconds");
-      return false;
-    }
-    dSeconds = static_cast<double>(tUtc - desc.m_tStart);
-    return true;
-  }
-  char* pEnd = nullptr;
-  dSeconds = std::strtod(strText.c_str(), &pEnd);
-  if (pEnd == strText.c_str() || *pEnd != '\0') {
-    options.Error("--" + strName + ": \"" + strText + "\" is not a time");
-    return false;
-  }
-  return true;
 }
 
 bool ParsePair(const std::string& strText, std::string& strFirst, std::string& strSecond) {
@@ -100,13 +76,8 @@ int RunPlay(const CliArgs& args) {
   }
   const std::string strInput = options.Positional()[0];
 
-  const std::string strMode = *options.Value("mode");
-  int nMode = CDSPDemodMain::ModeFromName(strMode);
-  if (nMode < 0 && strcasecmp(strMode.c_str(), "cw") == 0) nMode = eDemodCWU;
-  if (nMode < 0) {
-    options.Error("unknown mode \"" + strMode + "\"");
-    return 1;
-  }
+  int nMode = -1;
+  if (!options.GetMode("mode", nMode)) return 1;
   double dFreqHz = 0.0;
   if (!options.GetDouble("freq", dFreqHz)) return 1;
   std::int64_t nVolume = 100;
@@ -117,20 +88,7 @@ int RunPlay(const CliArgs& args) {
   }
   int nLow = 0, nHigh = 0;
   CDSPDemodMain::DefaultPassBand(nMode, 500, nLow, nHigh);
-  if (auto f = options.Value("filter")) {
-    std::string a, b;
-    char* pEndA = nullptr;
-    char* pEndB = nullptr;
-    const long nA = ParsePair(*f, a, b) ? std::strtol(a.c_str(), &pEndA, 10) : -1;
-    const long nB = pEndA ? std::strtol(b.c_str(), &pEndB, 10) : -1;
-    if (!pEndA || !pEndB || *pEndA || *pEndB || nA < 0 || nB < 0 || (nA == 0 && nB == 0) || nA > 10'000'000 ||
-        nB > 10'000'000) {
-      options.Error("--filter: \"" + *f + "\" is not LO,HI in Hz");
-      return 1;
-    }
-    nLow = static_cast<int>(std::min(nA, nB));
-    nHigh = static_cast<int>(std::max(nA, nB));
-  }
+  if (!options.GetPassBand("filter", nLow, nHigh)) return 1;
 
   // The device: a number of the playback list, or the null clock.
   EAudioBackendChoice eBackend = EAudioBackendChoice::Auto;
@@ -165,32 +123,15 @@ int RunPlay(const CliArgs& args) {
   }
 
   CRecordingDescription desc;
-  CWaveFileData data;
-  if (!data.GetInformation(strInput, true, desc) || !desc.m_bValid || desc.m_nFiles == 0) {
-    options.Error(strInput + ": " + (data.FailureText().empty() ? "not a recording" : data.FailureText()));
-    return 1;
-  }
-  const std::uint32_t nRate = desc.m_nFmtSampleRate ? desc.m_nFmtSampleRate : desc.m_nSampleRate;
-  if (nRate == 0 || desc.m_nBitsPerSample == 0) {
-    options.Error(strInput + ": the recording has no sample rate");
+  if (!options.OpenRecording(strInput, desc)) return 1;
+  const double dDuration = PlayDurationSeconds(desc);
+  double dStart = 0.0;
+  if (auto s = options.Value("start"); s && !options.ParseRecordingTime("start", *s, desc.m_tStart, dStart)) return 1;
+  if (std::string strError; !CheckPlayRequest(desc, dFreqHz, dStart, strError)) {
+    options.Error(strInput + ": " + strError);
     return 1;
   }
   const double dOffsetHz = dFreqHz - static_cast<double>(desc.m_nCenterFrequency);
-  if (std::abs(dOffsetHz) >= nRate / 2.0) {
-    options.Error(StrFormat("%.0f Hz is outside the recording's band (%.0f .. %.0f Hz)", dFreqHz,
-                            desc.m_nCenterFrequency - nRate / 2.0, desc.m_nCenterFrequency + nRate / 2.0));
-    return 1;
-  }
-  const double dFrameBytes = desc.m_nBitsPerSample / 8 * 2.0;
-  const double dDuration = static_cast<double>(desc.TotalBytes()) / dFrameBytes / nRate;
-  double dStart = 0.0;
-  if (auto s = options.Value("start")) {
-    if (!ParseTime(options, "start", *s, desc, dStart)) return 1;
-    if (dStart < 0.0 || dStart >= dDuration) {
-      options.Error(StrFormat("--start is outside the recording (0 .. %.1f s)", dDuration));
-      return 1;
-    }
-  }
   double dSeconds = 0.0;  // 0: to the end
   if (options.Has("seconds")) {
     if (!options.GetDouble("seconds", dSeconds)) return 1;
@@ -203,8 +144,8 @@ int RunPlay(const CliArgs& args) {
   double dRepeatStart = 0.0, dRepeatEnd = 0.0;
   if (auto r = options.Value("repeat")) {
     std::string a, b;
-    if (!ParsePair(*r, a, b) || !ParseTime(options, "repeat", a, desc, dRepeatStart) ||
-        !ParseTime(options, "repeat", b, desc, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
+    if (!ParsePair(*r, a, b) || !options.ParseRecordingTime("repeat", a, desc.m_tStart, dRepeatStart) ||
+        !options.ParseRecordingTime("repeat", b, desc.m_tStart, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
         dRepeatStart >= dDuration) {
       options.Error("--repeat: \"" + *r + "\" is not START,END within the recording");
       return 1;
@@ -214,30 +155,33 @@ int RunPlay(const CliArgs& args) {
     if (!options.Has("start")) dStart = dRepeatStart;
   }
 
-  CMessageQueue mainFrame;
-  CMessageQueue view;
-  CDemodBackgroundThread thread(CreateAudioBackend(eBackend));
-  const std::vector<CPlaybackDevice> aDevices = SortedPlaybackDevices(*thread.AudioOutput().Backend());
+  CPlayerSession session(CreateAudioBackend(eBackend));
+  CAudioBackend& backend = *session.Thread().AudioOutput().Backend();
   std::string strDeviceName = "Default output";
-  for (const CPlaybackDevice& device : aDevices)
+  for (const CPlaybackDevice& device : SortedPlaybackDevices(backend))
     if (device.m_nDeviceID == nDeviceID) strDeviceName = device.m_strName;
-  if (eBackend == EAudioBackendChoice::Auto && std::strcmp(thread.AudioOutput().Backend()->Name(), "Null") == 0)
+  if (eBackend == EAudioBackendChoice::Auto && std::strcmp(backend.Name(), "Null") == 0)
     std::fprintf(stderr, "vexlor-cli play: no sound card found, playing on the silent null device\n");
 
-  const auto log = [](const std::string& strLine) { LogLine(strLine); };
-  if (!StartPlayerThread(thread, &mainFrame, bRepeat)) {
+  // Error and recording lines also reach the terminal.
+  session.SetLogFunction([](const std::string& strLine) {
+    LogLine(strLine);
+    if (strLine.rfind("Error", 0) == 0 || strLine.rfind("Recording", 0) == 0)
+      std::fprintf(stderr, "\r%-78s\n", strLine.c_str());
+  });
+  if (!session.Start(bRepeat)) {
     std::fprintf(stderr, "vexlor-cli play: the player thread could not be started\n");
     return 1;
   }
-  thread.SendTuningOffset(static_cast<int>(dOffsetHz));
-  if (bRepeat) SetPlayerRepeatRange(thread, desc, dRepeatStart, dRepeatEnd, log);
+  session.SetTuningOffset(static_cast<int>(dOffsetHz));
+  if (bRepeat) session.SetRepeatRange(desc, dRepeatStart, dRepeatEnd);
   if (eRecordFormat >= 0) {
-    thread.SendRecordingMetadata(0, StrFormat("%.0f Hz %s", dFreqHz, CDSPDemodMain::ShortName(nMode)));
-    thread.SendRecordingMetadata(1, "Vexlor");
-    thread.SendRecordingMetadata(5, std::filesystem::path(strInput).filename().string());
     const std::filesystem::path folder =
         recordPath.has_parent_path() ? recordPath.parent_path() : std::filesystem::path(".");
-    thread.SendStartRecording(&view, eRecordFormat, folder.string(), recordPath.filename().string());
+    session.StartRecording(eRecordFormat, folder.string(), recordPath.filename().string(),
+                           {{0, StrFormat("%.0f Hz %s", dFreqHz, CDSPDemodMain::ShortName(nMode))},
+                            {1, "Vexlor"},
+                            {5, std::filesystem::path(strInput).filename().string()}});
   }
 
   CPlayerOptions playerOptions;
@@ -247,8 +191,9 @@ int RunPlay(const CliArgs& args) {
   playerOptions.m_nFilterLow = nLow;
   playerOptions.m_nFilterHigh = nHigh;
   playerOptions.m_nAudioLevel = static_cast<int>(nVolume);
+  session.SetOptions(playerOptions);
   std::string strMessage;
-  if (!StartPlay(thread, desc, dStart, false, playerOptions, &view, 0, log, strMessage)) {
+  if (!session.Play(desc, dStart, false, strMessage)) {
     std::fprintf(stderr, "vexlor-cli play: %s: %s\n", strInput.c_str(), strMessage.c_str());
     return 1;
   }
@@ -260,83 +205,61 @@ int RunPlay(const CliArgs& args) {
   sigaction(SIGINT, &action, &previous);
 
   int nExit = 0;
-  bool bEnded = false;
-  bool bDeviceChecked = false;
-  std::int32_t nPlayingSeconds = 0;
-  std::string strFile;
-  std::uint32_t nPosition = 0;
-  // --seconds counts from the first block played: setting the chain up may take a moment.
+  bool bStarted = false;
+  CPlayerState state;
+  // --seconds counts from the first block played.
   auto tPlayStart = std::chrono::steady_clock::now();
   auto tLastStatus = tPlayStart - 1s;
-  const auto handleLog = [&](CMessage& msg) {
-    if (auto p = msg.TakePayload<CValuePayload<std::string>>()) {
-      LogLine(p->value);
-      if (p->value.rfind("Error", 0) == 0 || p->value.rfind("Recording", 0) == 0)
-        std::fprintf(stderr, "\r%-78s\n", p->value.c_str());
-    }
+  const auto fileName = [&](const CPlayerState& s) {
+    return s.m_nFileIndex < desc.m_astrFileNames.size()
+               ? std::filesystem::path(desc.m_astrFileNames[s.m_nFileIndex]).filename().string()
+               : std::string();
   };
-  const auto handleView = [&](CMessage& msg) {
-    if (msg.nMsg == RegMsgSDR::nMsgDemodFFTOutput) {
-      auto p = msg.TakePayload<CValuePayload<std::vector<float>>>();
-      if (!p && msg.wParam == 0 && msg.lParam == 0) bEnded = true;
-      if (p && p->value.size() > 4) std::memcpy(&nPlayingSeconds, &p->value[4], sizeof nPlayingSeconds);
-    } else if (msg.nMsg == RegMsgSDR::nMsgDemodFilePosn) {
-      const std::size_t nIndex = static_cast<std::size_t>(msg.wParam);
-      if (nIndex < desc.m_astrFileNames.size())
-        strFile = std::filesystem::path(desc.m_astrFileNames[nIndex]).filename().string();
-      nPosition = static_cast<std::uint32_t>(msg.lParam);
-    } else if (msg.nMsg == RegMsgSDR::nMsgDemodFileOpen && msg.lParam == 0) {
+  while (!g_bInterrupted.load()) {
+    std::this_thread::sleep_for(20ms);
+    state = session.State();
+    if (state.m_bFileOpenFailed) {
       std::fprintf(stderr, "\rvexlor-cli play: cannot open the recording's file (see the log)\n");
       nExit = 1;
-      bEnded = true;
-    } else if (msg.nMsg == RegMsgSDR::nMsgRecordingStatus) {
-      if (msg.wParam == RECORDING_FAILED_TO_START || msg.wParam == RECORDING_ENDED_BY_ERROR) nExit = 1;
+      break;
     }
-  };
-
-  while (!bEnded && !g_bInterrupted.load()) {
-    if (auto msg = view.Wait(50ms)) handleView(*msg);
-    view.PumpPending(handleView);
-    mainFrame.PumpPending(handleLog);
+    if (state.m_bRecordingFailed) nExit = 1;
+    if (state.m_bEnded) break;
     const auto tNow = std::chrono::steady_clock::now();
-    if (!bDeviceChecked && thread.BlocksProcessed() > 0) {
-      bDeviceChecked = true;
+    if (!bStarted && state.m_nBlocks > 0) {
+      bStarted = true;
       tPlayStart = tNow;
-      if (!thread.IsAudioOpen()) {
+      if (state.m_bDeviceFailed) {
         std::fprintf(stderr, "\rvexlor-cli play: the audio device %s could not be opened\n", strDeviceName.c_str());
         nExit = 1;
         break;
       }
     }
-    if (dSeconds > 0.0 && bDeviceChecked && std::chrono::duration<double>(tNow - tPlayStart).count() >= dSeconds)
-      break;
+    if (dSeconds > 0.0 && bStarted && std::chrono::duration<double>(tNow - tPlayStart).count() >= dSeconds) break;
     if (tNow - tLastStatus >= 250ms) {
       tLastStatus = tNow;
-      if (!bDeviceChecked)
+      if (!bStarted)
         std::fprintf(stderr, "\r  Starting ...");
       else
-        std::fprintf(stderr, "\r  Playing %s  %s + %u bytes  %s      ", FormatPlayingTime(nPlayingSeconds).c_str(),
-                     strFile.c_str(), nPosition, thread.IsRecording() ? "[recording]" : "");
+        std::fprintf(stderr, "\r  Playing %s  %s + %u bytes  %s      ", FormatPlayingTime(state.m_nPlayingSeconds).c_str(),
+                     fileName(state).c_str(), state.m_nPosition,
+                     state.m_eRecording == RECORDING_STARTED ? "[recording]" : "");
       std::fflush(stderr);
     }
   }
   // What the device still holds plays out (about 0.1 s) unless interrupted.
-  if (bEnded && nExit == 0) {
+  if (state.m_bEnded && nExit == 0) {
     const auto tDrain = std::chrono::steady_clock::now() + 2s;
-    while (!g_bInterrupted.load() && thread.QueuedAudioBuffers() > 1 && std::chrono::steady_clock::now() < tDrain)
+    while (!g_bInterrupted.load() && session.Thread().QueuedAudioBuffers() > 1 &&
+           std::chrono::steady_clock::now() < tDrain)
       std::this_thread::sleep_for(10ms);
   }
   sigaction(SIGINT, &previous, nullptr);
-
-  thread.SendStopRecording();
-  thread.SendStop();
-  thread.WaitUntilIdle(2000);
-  thread.StopThread();
-  thread.AudioOutput().Close();
-  view.PumpPending(handleView);
-  mainFrame.PumpPending(handleLog);
-  std::fprintf(stderr, "\r  Played %s  %s + %u bytes%s%-20s\n", FormatPlayingTime(nPlayingSeconds).c_str(),
-               strFile.c_str(), nPosition, g_bInterrupted.load() ? " (interrupted)" : "", "");
+  session.Shutdown();
+  state = session.State();
+  if (state.m_bRecordingFailed) nExit = 1;
+  std::fprintf(stderr, "\r  Played %s  %s + %u bytes%s%-20s\n", FormatPlayingTime(state.m_nPlayingSeconds).c_str(),
+               fileName(state).c_str(), state.m_nPosition, g_bInterrupted.load() ? " (interrupted)" : "", "");
   if (eRecordFormat >= 0) std::fprintf(stderr, "  Recorded to %s\n", recordPath.c_str());
   return nExit;
 }

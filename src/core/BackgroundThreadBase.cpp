@@ -1,19 +1,8 @@
 #include "core/BackgroundThreadBase.h"
 
-#include <pthread.h>
-#include <sched.h>
-#include <sys/resource.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <cstdarg>
-#include <thread>
-
-#include "core/AppState.h"
-#include "core/Log.h"
 #include "core/RegisteredMessages.h"
 
+<<<<<<< HEAD
 namespace {
 
 // Where a new worker starts until its priority packet arrives: "Below normal". Starting
@@ -190,6 +179,8 @@ void CBackgroundThreadBase::RunOneRound() {
   }
 }
 
+=======
+>>>>>>> facade-dsp
 void CBackgroundThreadBase::EchoStatus(const CBkgPacket& packet) {
   if (packet.m_pReplyWnd)
     packet.m_pReplyWnd->Post(RegMsgSDR::nMsgThreadStatus, packet.m_nParam1, packet.m_nParam2);

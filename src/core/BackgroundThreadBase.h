@@ -1,17 +1,9 @@
 #pragma once
-// A queue-driven worker thread: packets in, registered messages out.
-//
-// The user-interface side talks to a worker only by queueing packets; the worker answers
-// only by posting registered messages to its target window. Packets are processed strictly
-// in queue order, one at a time; a worker drains its whole queue on one wake-up.
-
-#include <cstdint>
-#include <deque>
-#include <memory>
-#include <mutex>
-#include <string>
+// CBackgroundThreadBase: the queue thread of the analysis workers (file reader, forwarder,
+// FFT workers), over the analysis's packets (CBkgPacket).
 
 #include "core/BkgPacket.h"
+<<<<<<< HEAD
 #include "core/MessageTarget.h"
 #include "core/ThinThread.h"
 
@@ -59,26 +51,13 @@ class CBackgroundThreadBase : public CThinThread {
   int CurrentQueueLength() const;
   // Whether the worker is processing a packet or has packets queued.
   bool IsBusy() const;
+=======
+#include "core/QueueThread.h"
+>>>>>>> facade-dsp
 
+class CBackgroundThreadBase : public CQueueThread<CBkgPacket> {
  protected:
-  // Called for every packet of type > 1, with the number of packets still queued behind it.
-  virtual void ProcessPacket(CBkgPacket& packet, int nQueuedBehind) = 0;
-
   // The PKT_STATUS echo: posts RegMsgSDR::nMsgThreadStatus with the packet's two
   // parameters to its reply window. Queued behind other work, it arrives after that work.
   static void EchoStatus(const CBkgPacket& packet);
-
-  void OnStart() override;
-  void RunOneRound() override;
-
- private:
-  std::string m_strThreadName;
-  mutable std::mutex m_lock;
-  std::deque<std::unique_ptr<CBkgPacket>> m_queue;
-  int m_nLastQueueLength = 0;
-  std::int64_t m_tLastReport = 0;
-  int m_nPeakQueueLength = 0;
-  int m_nQueueLength = 0;
-  bool m_bProcessing = false;
-  CMessageTarget* m_pTargetWnd = nullptr;
 };

@@ -6,6 +6,7 @@
 // table); it is not owned by the packet.
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 class CMessageTarget;
@@ -31,6 +32,20 @@ class CBkgPacket {
       : m_pReplyWnd(pReplyWnd), m_nType(nType), m_nParam1(nParam1), m_nParam2(nParam2),
         m_pPayload(pPayload) {}
   virtual ~CBkgPacket() = default;
+
+  // The codes and operations of the queue thread.
+  static constexpr std::int32_t kSyncCode = PKT_NOP;
+  static constexpr std::int32_t kPriorityCode = PKT_PRIORITY;
+  std::int32_t Code() const { return m_nType; }
+  bool IsCancelled() const { return m_nType < 0; }
+  void Cancel() { m_nType = PKT_NOP; }
+  int PriorityValue() const { return static_cast<std::int32_t>(m_nParam1); }
+  static std::unique_ptr<CBkgPacket> MakeSync() { return std::make_unique<CBkgPacket>(PKT_NOP); }
+  static std::unique_ptr<CBkgPacket> MakePriority(int nPriority, const char* pszName) {
+    auto p = std::make_unique<CBkgPacket>(PKT_PRIORITY, nullptr, static_cast<std::uint32_t>(nPriority));
+    p->m_str1 = pszName;
+    return p;
+  }
 
   CMessageTarget* m_pReplyWnd = nullptr;
   std::int64_t m_nReserved1 = 0;  // always zero

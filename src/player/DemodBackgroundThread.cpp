@@ -11,6 +11,7 @@
 #include "core/RegisteredMessages.h"
 #include "dsp/DSPDemodMain.h"
 #include "recording/IQSampleConverter.h"
+#include "recording/SeriesPosition.h"
 
 namespace {
 
@@ -28,6 +29,7 @@ CMessageTarget* ToTarget(std::uint64_t nValue) {
 CDemodBackgroundThread::CDemodBackgroundThread(std::shared_ptr<CAudioBackend> pBackend)
     : m_audio(*this, std::move(pBackend)) {
   SetThreadName("Demod");
+  ThrottleQueueReports();
 }
 
 CDemodBackgroundThread::~CDemodBackgroundThread() {
@@ -155,7 +157,7 @@ void CDemodBackgroundThread::PrepareForPlay(bool bSwapIQ) {
 
 // ---- Packet handling ------------------------------------------------------------------
 
-void CDemodBackgroundThread::ProcessPacket(CDemodBkgPacket& packet) {
+void CDemodBackgroundThread::ProcessPacket(CDemodBkgPacket& packet, int) {
   switch (packet.m_nCommand) {
     case DEMOD_CMD_SPECTRUM_TAP:
       if (m_pDemod)
@@ -288,9 +290,7 @@ int CDemodBackgroundThread::SeriesIndex(const std::string& strFile, bool& bFound
 
 std::uint64_t CDemodBackgroundThread::BytesBefore(const std::string& strFile) const {
   std::lock_guard lock(m_seriesMutex);
-  std::uint64_t nSum = 0;
-  for (std::size_t i = 0; i < m_astrFiles.size() && m_astrFiles[i] != strFile; ++i) nSum += m_anFileSizes[i];
-  return nSum;
+  return SeriesBytesBefore(m_astrFiles, m_anFileSizes, strFile);
 }
 
 void CDemodBackgroundThread::CloseFile(bool bLog) {

@@ -26,7 +26,8 @@
 #include "dsp/FFTWPlan.h"
 #include "player/AudioOutput.h"
 #include "player/AudioRecorder.h"
-#include "player/DemodBackgroundThreadBase.h"
+#include "core/QueueThread.h"
+#include "player/DemodBkgPacket.h"
 #include "recording/WaveStreamFile.h"
 
 class CDSPDemodMain;
@@ -48,7 +49,7 @@ enum ERecordingStatus : int {
   RECORDING_ENDED_BY_ERROR = 3,
 };
 
-class CDemodBackgroundThread final : public CDemodBackgroundThreadBase, private CAudioOutputOwner {
+class CDemodBackgroundThread final : public CQueueThread<CDemodBkgPacket>, private CAudioOutputOwner {
  public:
   static constexpr int kMaxChainInput = 32768;  // samples per call of the chain
   static constexpr int kSpectrumHeader = 10;
@@ -108,10 +109,10 @@ class CDemodBackgroundThread final : public CDemodBackgroundThreadBase, private 
   CAudioOutput& AudioOutput() { return m_audio; }
 
  protected:
-  void ProcessPacket(CDemodBkgPacket& packet) override;
+  void ProcessPacket(CDemodBkgPacket& packet, int nQueuedBehind) override;
 
  private:
-  void LogText(const std::string& strLine) override { CDemodBackgroundThreadBase::LogText(strLine); }
+  void LogText(const std::string& strLine) override { CQueueThread::LogText(strLine); }
 
   void RebuildDemod();
   void InitDisplayFFT();

@@ -6,6 +6,7 @@
 // negative); cancelled packets and code 0 are taken off the queue and discarded unhandled.
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 enum EDemodCommand : std::int32_t {
@@ -40,6 +41,18 @@ class CDemodBkgPacket {
 
   bool IsCancelled() const { return m_nCommand < 0; }
   void Cancel() { m_nCommand |= kDemodCancelBit; }
+
+  // The codes and operations of the queue thread.
+  static constexpr std::int32_t kSyncCode = DEMOD_CMD_SYNC;
+  static constexpr std::int32_t kPriorityCode = DEMOD_CMD_PRIORITY;
+  std::int32_t Code() const { return m_nCommand; }
+  int PriorityValue() const { return m_nParam1; }
+  static std::unique_ptr<CDemodBkgPacket> MakeSync() { return std::make_unique<CDemodBkgPacket>(DEMOD_CMD_SYNC); }
+  static std::unique_ptr<CDemodBkgPacket> MakePriority(int nPriority, const char* pszName) {
+    auto p = std::make_unique<CDemodBkgPacket>(DEMOD_CMD_PRIORITY, nPriority);
+    p->m_str1 = pszName;
+    return p;
+  }
 
   std::int32_t m_nCommand = DEMOD_CMD_SYNC;
   std::int32_t m_nParam1 = 0;

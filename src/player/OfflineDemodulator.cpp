@@ -13,6 +13,7 @@
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
 #include "dsp/FFTWPlan.h"
+#include "player/PlayerControl.h"
 #include "recording/IQSeriesReader.h"
 #include "recording/RiffFile.h"
 #include "recording/WaveFileWriter.h"
@@ -23,18 +24,6 @@ double ThreadCpuSeconds() {
   timespec ts{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
   return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
-}
-
-// The rate the chain is fed at: the 'fmt ' rate, as the player feeds it.
-std::uint32_t PlayRate(const CRecordingDescription& desc) {
-  return desc.m_nFmtSampleRate ? desc.m_nFmtSampleRate : desc.m_nSampleRate;
-}
-
-double DurationSeconds(const CRecordingDescription& desc) {
-  const std::uint64_t nBytesPerComplex = desc.m_nBitsPerSample / 8 * 2;
-  const std::uint32_t nRate = PlayRate(desc);
-  if (nBytesPerComplex == 0 || nRate == 0) return 0.0;
-  return static_cast<double>(desc.TotalBytes() / nBytesPerComplex) / nRate;
 }
 
 void Configure(CDSPDemodMain& chain, const COfflineDemodSettings& settings, double dOffsetHz, int& nLow,
@@ -54,29 +43,10 @@ void Configure(CDSPDemodMain& chain, const COfflineDemodSettings& settings, doub
 
 bool COfflineDemodulator::Check(const CRecordingDescription& desc, const COfflineDemodSettings& settings,
                                 std::string& strError) {
+  if (!CheckPlayRequest(desc, settings.m_dFrequencyHz, settings.m_dStartSeconds, strError)) return false;
   const std::uint32_t nRate = PlayRate(desc);
-  if (!desc.m_bValid || desc.m_nFiles == 0) {
-    strError = "not a recording";
-    return false;
-  }
-  if (nRate == 0 || desc.m_nBitsPerSample == 0) {
-    strError = "the recording has no sample rate";
-    return false;
-  }
   if (settings.m_nMode < 0 || settings.m_nMode >= eDemodModeCount) {
     strError = StrFormat("mode %d does not exist", settings.m_nMode);
-    return false;
-  }
-  const double dOffset = settings.m_dFrequencyHz - static_cast<double>(desc.m_nCenterFrequency);
-  if (std::fabs(dOffset) >= nRate / 2) {
-    strError = StrFormat("%.0f Hz is outside the recording's band (%.0f .. %.0f Hz)", settings.m_dFrequencyHz,
-                         desc.m_nCenterFrequency - nRate / 2.0, desc.m_nCenterFrequency + nRate / 2.0);
-    return false;
-  }
-  const double dDuration = DurationSeconds(desc);
-  if (settings.m_dStartSeconds < 0.0 || settings.m_dStartSeconds >= dDuration) {
-    strError = StrFormat("the start is outside the recording (%s .. %s UTC, %.1f s)",
-                         FormatUtcSeconds(desc.m_tStart).c_str(), FormatUtcSeconds(desc.m_tEnd).c_str(), dDuration);
     return false;
   }
   CDSPDemodMain chain;

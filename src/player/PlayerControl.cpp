@@ -73,20 +73,41 @@ CDisplayFFTSetup DisplayFFTForRate(std::uint32_t nRateHz, int nLinesPerSecondSet
 
 CSeriesPosition SeriesPositionAt(const CRecordingDescription& desc, double tSeconds) {
   CSeriesPosition position;
-  const std::size_t nFiles = std::min<std::size_t>(desc.m_nFiles, desc.m_astrFileNames.size());
-  if (nFiles == 0) return position;
   const double dSamples = std::max(0.0, std::floor(tSeconds * DataRate(desc)));
-  std::uint64_t nBytes = static_cast<std::uint64_t>(dSamples) * FrameBytes(desc);
-  for (std::size_t i = 0; i < nFiles; ++i) {
-    const std::uint64_t nSize = i < desc.m_anFileSizes.size() ? desc.m_anFileSizes[i] : 0;
-    if (nBytes < nSize || i + 1 == nFiles) {
-      position.m_strFile = desc.m_astrFileNames[i];
-      position.m_nOffset = static_cast<std::uint32_t>(std::min(nBytes, nSize));
-      return position;
-    }
-    nBytes -= nSize;
-  }
+  FindSeriesPosition(desc, static_cast<std::uint64_t>(dSamples) * FrameBytes(desc), position);
   return position;
+}
+
+std::uint32_t PlayRate(const CRecordingDescription& desc) { return DataRate(desc); }
+
+double PlayDurationSeconds(const CRecordingDescription& desc) {
+  const std::uint32_t nRate = DataRate(desc);
+  if (FrameBytes(desc) == 0 || nRate == 0) return 0.0;
+  return static_cast<double>(desc.TotalBytes() / FrameBytes(desc)) / nRate;
+}
+
+bool CheckPlayRequest(const CRecordingDescription& desc, double dFrequencyHz, double tStart, std::string& strError) {
+  const std::uint32_t nRate = DataRate(desc);
+  if (!desc.m_bValid || desc.m_nFiles == 0) {
+    strError = "not a recording";
+    return false;
+  }
+  if (nRate == 0 || desc.m_nBitsPerSample == 0) {
+    strError = "the recording has no sample rate";
+    return false;
+  }
+  if (std::fabs(dFrequencyHz - static_cast<double>(desc.m_nCenterFrequency)) >= nRate / 2.0) {
+    strError = StrFormat("%.0f Hz is outside the recording's band (%.0f .. %.0f Hz)", dFrequencyHz,
+                         desc.m_nCenterFrequency - nRate / 2.0, desc.m_nCenterFrequency + nRate / 2.0);
+    return false;
+  }
+  const double dDuration = PlayDurationSeconds(desc);
+  if (tStart < 0.0 || tStart >= dDuration) {
+    strError = StrFormat("the start is outside the recording (%s .. %s UTC, %.1f s)",
+                         FormatUtcSeconds(desc.m_tStart).c_str(), FormatUtcSeconds(desc.m_tEnd).c_str(), dDuration);
+    return false;
+  }
+  return true;
 }
 
 bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFrame, bool bRepeat) {
@@ -101,7 +122,8 @@ bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFram
 
 bool StartPlay(CDemodBackgroundThread& thread, const CRecordingDescription& desc, double tPlayStart, bool bSwapIQ,
                const CPlayerOptions& options, CMessageTarget* pView, std::uint64_t nDisplayDestination,
-               const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup) {
+               const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup,
+               const std::function<void(std::uint32_t, const CDisplayFFTSetup&)>& planAhead) {
   const int nMode = PlayerModeNumber(options.m_strMode);
   if (desc.m_astrFileNames.empty()) {
     strMessage = "Cannot read first input file to determine file format.";
@@ -118,6 +140,7 @@ bool StartPlay(CDemodBackgroundThread& thread, const CRecordingDescription& desc
   }
   const CDisplayFFTSetup setup = DisplayFFTForRate(nRate, options.m_nFFTLinesPerSecond);
   if (pSetup) *pSetup = setup;
+  if (planAhead) planAhead(nRate, setup);
 
   thread.SendDisplayFFT(setup.m_nSize, setup.m_nOverlap);
   thread.SendInitDisplayFFT();

@@ -11,6 +11,7 @@
 #include "analysis/PictureClick.h"
 #include "player/DemodBackgroundThread.h"
 #include "recording/RecordingDescription.h"
+#include "recording/SeriesPosition.h"
 
 class CMySettingsStore;
 
@@ -46,15 +47,19 @@ struct CDisplayFFTSetup {
 };
 CDisplayFFTSetup DisplayFFTForRate(std::uint32_t nRateHz, int nLinesPerSecondSetting);
 
-// A time of the recording as a file of its series and a byte offset into that file's data.
-struct CSeriesPosition {
-  std::string m_strFile;
-  std::uint32_t m_nOffset = 0;
-};
 // tSeconds is counted from the recording's start. The byte position (whole sample frames
 // of the 'fmt ' rate) walks the series list, subtracting each file's size, until it falls
 // inside a file; beyond the last file it is the end of the last file.
 CSeriesPosition SeriesPositionAt(const CRecordingDescription& desc, double tSeconds);
+
+// The rate the player and the demodulator feed the chain at: the 'fmt ' rate of the files
+// (a Perseus recording's analysis rate can differ), and the recording's length at it.
+std::uint32_t PlayRate(const CRecordingDescription& desc);
+double PlayDurationSeconds(const CRecordingDescription& desc);
+// Whether a channel at dFrequencyHz can be played from tStart (seconds from the start):
+// the recording has a rate, the frequency lies inside its band and the start inside it.
+// False with the message in strError.
+bool CheckPlayRequest(const CRecordingDescription& desc, double dFrequencyHz, double tStart, std::string& strError);
 
 // Starts the "Demod" thread: name, main frame for its log lines, start, "Below normal",
 // wait until idle (at most 5 s), and the saved repeat flag.
@@ -63,9 +68,12 @@ bool StartPlayerThread(CDemodBackgroundThread& thread, CMessageTarget* pMainFram
 // Starts play at tPlayStart (seconds from the recording's start: the start of the play
 // range). False, with the text to show the user in strMessage, when the first file cannot
 // be read. pSetup receives the display FFT (its lines per second go to the waterfalls).
+// planAhead, when given, is called with the file's rate and the display FFT before any
+// command is queued (the player session plans the FFT sizes there).
 bool StartPlay(CDemodBackgroundThread& thread, const CRecordingDescription& desc, double tPlayStart, bool bSwapIQ,
                const CPlayerOptions& options, CMessageTarget* pView, std::uint64_t nDisplayDestination,
-               const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup = nullptr);
+               const PlayerLogFunction& log, std::string& strMessage, CDisplayFFTSetup* pSetup = nullptr,
+               const std::function<void(std::uint32_t, const CDisplayFFTSetup&)>& planAhead = {});
 
 // The frequency of a click: centre - span/2 + x / width x span, then the CW shift (CW-L up,
 // CW-U down by the mean of the two filter edges) or, for the other modes, the snap.

@@ -191,3 +191,23 @@ TEST_F(ThreadTest, StoppedWorkerFreesPacketsStillQueued) {
 }
 
 }  // namespace
+
+namespace {
+
+// Catches a wait that polls for ever on a worker whose thread never started or has ended.
+TEST(QueueThreadIdle, WaitUntilIdleReturnsWhenTheThreadIsNotRunning) {
+  RegisterAllMessages();
+  CSlowWorker never;
+  EXPECT_TRUE(never.WaitUntilIdle(0)) << "nothing queued: idle";
+  never.QueuePacket(std::make_unique<CBkgPacket>(PKT_READ, nullptr, 1, 0));
+  EXPECT_FALSE(never.WaitUntilIdle(0)) << "a packet that no thread will take";
+
+  CSlowWorker ended;
+  ASSERT_TRUE(ended.Start());
+  ended.StopThread();
+  ended.QueuePacket(std::make_unique<CBkgPacket>(PKT_READ, nullptr, 1, 0));
+  EXPECT_FALSE(ended.WaitUntilIdle(0));
+  EXPECT_EQ(ended.processed.load(), 0);
+}
+
+}  // namespace

@@ -470,13 +470,13 @@ TEST(PlayerThread, TheModeOfAPlayReachesTheChainWhateverTheTiming) {
 }
 
 // A thread whose packets are only recorded, to check the queue rules.
-class CRecordingThread final : public CDemodBackgroundThreadBase {
+class CRecordingThread final : public CQueueThread<CDemodBkgPacket> {
  public:
   std::vector<std::int32_t> m_anHandled;
   std::mutex m_mutex;
 
  protected:
-  void ProcessPacket(CDemodBkgPacket& packet) override {
+  void ProcessPacket(CDemodBkgPacket& packet, int) override {
     std::lock_guard lock(m_mutex);
     m_anHandled.push_back(packet.m_nCommand);
   }
