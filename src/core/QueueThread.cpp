@@ -22,11 +22,9 @@ const char* PriorityName(int nPriority) {
 
 bool ApplyThreadPriority(int nPriority) {
   switch (nPriority) {
-    case THREAD_PRIORITY_IDLE: {
-      const pid_t tid = static_cast<pid_t>(::syscall(SYS_gettid));
-      sched_param param{};
-      return sched_setscheduler(tid, SCHED_IDLE, &param) == 0;
-    }
+    // Idle is nice 19, not SCHED_IDLE: SCHED_IDLE would leave the FFT workers with
+    // almost no time beside two busy processes; nice 19 still gets a share.
+    case THREAD_PRIORITY_IDLE: return QueueThreadDetail::SetOwnNice(19);
     case THREAD_PRIORITY_BELOW_NORMAL: return QueueThreadDetail::SetOwnNice(5);
     case THREAD_PRIORITY_NORMAL: return QueueThreadDetail::SetOwnNice(0);
     case THREAD_PRIORITY_ABOVE_NORMAL: return QueueThreadDetail::SetOwnNice(-5);

@@ -39,12 +39,14 @@ enum EThreadPriority : int {
 
 // "Idle", "Below normal", "Normal", "Above normal", "Highest" or "Other".
 const char* PriorityName(int nPriority);
-// Applies a priority to the calling thread: Idle = SCHED_IDLE, the others nice values
-// (+5, 0, -5, -10). A refused change is ignored; returns whether it took effect.
+// Applies a priority to the calling thread as a nice value: Idle +19, Below normal +5,
+// Normal 0, Above normal -5, Highest -10 (Idle is not SCHED_IDLE, which starves a worker
+// whenever anything else runs). Workers start at +5. A refused change is ignored;
+// returns whether it took effect.
 bool ApplyThreadPriority(int nPriority);
 
 namespace QueueThreadDetail {
-// The calling thread's nice value (a new worker starts one level below "Below normal").
+// Sets the calling thread's nice value.
 bool SetOwnNice(int nNice);
 std::int64_t NowSeconds();
 // One log line to pTarget (RegMsgSDR::nMsgSendLogfile), or to the log without one. Nothing
@@ -176,8 +178,10 @@ class CQueueThread : public CThinThread {
     // The name shows in the system's thread lists (at most 15 characters).
     pthread_setname_np(pthread_self(), m_strThreadName.substr(0, 15).c_str());
     if (pthread_getcpuclockid(pthread_self(), &m_nCpuClock) == 0) m_bCpuClock = true;
-    // One level below "Below normal" until the priority packet arrives.
-    QueueThreadDetail::SetOwnNice(10);
+    // "Below normal" until the priority packet arrives. Starting any lower would strand
+    // the File Reader and Forwarder there, since an unprivileged thread may lower its
+    // priority but never raise it again.
+    QueueThreadDetail::SetOwnNice(5);
     Log("Starting thread \"%s\"", m_strThreadName.c_str());
   }
 
