@@ -141,6 +141,17 @@ void CPlayerSession::SetPassBand(int nLowHz, int nHighHz) {
   m_thread.SendPassBand(m_options.m_nFilterLow, m_options.m_nFilterHigh);
 }
 
+void CPlayerSession::SetDisplayRate(const CRecordingDescription& desc, int nLinesPerSecond) {
+  m_options.m_nFFTLinesPerSecond = nLinesPerSecond;
+  if (!m_bStarted || !State().m_bPlaying || PlayRate(desc) == 0) return;
+  const CDisplayFFTSetup setup = DisplayFFTForRate(PlayRate(desc), nLinesPerSecond);
+  PlanAhead(PlayRate(desc), setup);
+  m_thread.SendDisplayFFT(setup.m_nSize, setup.m_nOverlap);
+  const auto nDestination = reinterpret_cast<std::uintptr_t>(&m_target);
+  for (int nTap = 0; nTap < 2; ++nTap)
+    m_thread.SendConfigureSpectrumTap(nTap, true, setup.m_nLinesPerSecond, nDestination);
+}
+
 void CPlayerSession::StartRecording(int eFormat, const std::string& strFolder, const std::string& strFileName,
                                     const std::vector<std::pair<int, std::string>>& aMetadata) {
   for (const auto& [nSlot, strText] : aMetadata) m_thread.SendRecordingMetadata(nSlot, strText);

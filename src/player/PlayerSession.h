@@ -110,6 +110,9 @@ class CPlayerSession {
     m_nOffsetHz = nOffsetHz;
     m_thread.SendTuningOffset(nOffsetHz);
   }
+  // The display rate of the player's spectra ("DemodPlayerFFT", 0 = 20 lines per second);
+  // while playing desc, the display FFT and both taps change at the next block.
+  void SetDisplayRate(const CRecordingDescription& desc, int nLinesPerSecond);
   void SetVolume(int nPercent) { m_thread.SetVolume(nPercent); }
   void SetMute(bool bMute) { m_thread.SetMute(bMute); }
   // Records the played audio (AUDIO_RECORD_WAV or AUDIO_RECORD_MP3) with the metadata
