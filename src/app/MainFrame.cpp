@@ -83,8 +83,8 @@ CMainFrame::CMainFrame(CVexlorApp& app)
   m_pView->SetPlayerOverlay(m_pPlayerOverlay.get());
 
   CreateActions();
-  CreatePlayerActions();
   CreateMenusAndToolbar();
+  CreatePlayerActions();
   CreateDocks();
   UpdateRecentFiles();
 
@@ -330,7 +330,7 @@ void CMainFrame::CreateDocks() {
   const auto docks = findChildren<QDockWidget*>();
   for (QDockWidget* p : docks)
     if (p != pProperties && dockWidgetArea(p) == Qt::RightDockWidgetArea) tabifyDockWidget(pProperties, p);
-  pProperties->raise();
+  pPlayer->raise();
   for (QDockWidget* p : docks)
     if (dockWidgetArea(p) == Qt::BottomDockWidgetArea) p->hide();
 }
@@ -607,7 +607,12 @@ void CMainFrame::CreatePlayerActions() {
   Action("Play")->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
   Action("PauseResume")->setIcon(style()->standardIcon(QStyle::SP_MediaPause));
   Action("Stop")->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
-  QMenu* pMenu = menuBar()->addMenu("&Player");
+  // The "Player" menu before "Tools"; its toolbar after the main one.
+  QAction* pBefore = nullptr;
+  for (QAction* p : menuBar()->actions())
+    if (p->text() == "&Tools") pBefore = p;
+  auto* pMenu = new QMenu("&Player", this);
+  menuBar()->insertMenu(pBefore, pMenu);
   QToolBar* pBar = addToolBar("Player");
   pBar->setObjectName("PlayerToolBar");
   for (const char* psz : {"Play", "PauseResume", "Stop"}) {

@@ -71,12 +71,32 @@ void CPlayerController::SaveOptions() { m_pSession->SaveOptions(m_settings); }
 
 // --- Commands -------------------------------------------------------------------------------
 
-bool CPlayerController::Play() {
-  if (!m_document.HasRecording()) {
+const CRecordingDescription* CPlayerController::Recording() const {
+  if (m_document.HasRecording()) return &m_document.Recording();
+  return m_bHaveOwnRecording ? &m_ownRecording : nullptr;
+}
+
+bool CPlayerController::HaveRecording() {
+  if (m_document.HasRecording()) return true;
+  // A project opens with its picture only; the player reads the recording it names (the
+  // document and its geometry stay as they are).
+  const auto& astrFiles = m_document.Options().m_astrRecordingFilenames;
+  if (astrFiles.empty()) {
     emit ErrorRaised("Play", "There is no recording to play: open a project or start a New Project.");
     return false;
   }
-  const CRecordingDescription& desc = m_document.Recording();
+  if (m_bHaveOwnRecording && m_ownRecording.m_astrFileNames.size() > 0 && m_strOwnRecording == astrFiles.front())
+    return true;
+  std::string strError;
+  m_bHaveOwnRecording = CAnalysisSession::ReadRecording(astrFiles.front(), m_ownRecording, strError);
+  m_strOwnRecording = astrFiles.front();
+  if (!m_bHaveOwnRecording) emit ErrorRaised("Play", QString::fromStdString(strError));
+  return m_bHaveOwnRecording;
+}
+
+bool CPlayerController::Play() {
+  if (!HaveRecording()) return false;
+  const CRecordingDescription& desc = *Recording();
   if (!m_pSession->IsStarted() && !m_pSession->Start(m_bRepeat)) {
     emit ErrorRaised("Play", "The player thread \"Demod\" could not be started.");
     return false;
@@ -129,12 +149,12 @@ void CPlayerController::Stop() {
 }
 
 bool CPlayerController::PlayAt(const CPictureClick& click) {
-  if (!m_document.HasRecording() || !click.m_bInside) return false;
+  if (!click.m_bInside || !HaveRecording()) return false;
   // A click while nothing plays starts play, then moves it to the point.
   if (!m_bPlaying && !Play()) return false;
   if (m_bPaused) TogglePause();
   double dFrequencyHz = 0.0;
-  if (!m_pSession->PlayAtPoint(m_document.Recording(), click, dFrequencyHz)) return false;
+  if (!m_pSession->PlayAtPoint(*Recording(), click, dFrequencyHz)) return false;
   m_bHavePosition = false;
   emit Erase();
   emit TuningChanged();
@@ -142,17 +162,17 @@ bool CPlayerController::PlayAt(const CPictureClick& click) {
 }
 
 bool CPlayerController::Retune(double dFrequencyHz) {
-  if (!m_document.HasRecording() || !m_pSession->Retune(m_document.Recording(), dFrequencyHz)) return false;
+  if (!Recording() || !m_pSession->Retune(*Recording(), dFrequencyHz)) return false;
   emit TuningChanged();
   return true;
 }
 
 void CPlayerController::SetRepeatRange(double tFromUtc, double tToUtc) {
-  if (!m_document.HasRecording()) return;
+  if (!HaveRecording()) return;
   m_tRepeatStartUtc = std::min(tFromUtc, tToUtc);
   m_tRepeatEndUtc = std::max(tFromUtc, tToUtc);
   m_bHaveRepeatRange = true;
-  const CRecordingDescription& desc = m_document.Recording();
+  const CRecordingDescription& desc = *Recording();
   m_pSession->SetRepeatRange(desc, m_tRepeatStartUtc - desc.m_tStart, m_tRepeatEndUtc - desc.m_tStart);
   emit StateChanged();
 }
@@ -203,8 +223,8 @@ void CPlayerController::SetMute(bool bMute) {
 }
 
 void CPlayerController::SetDisplayRate(int nLinesPerSecond) {
-  if (m_document.HasRecording())
-    m_pSession->SetDisplayRate(m_document.Recording(), nLinesPerSecond);
+  if (Recording())
+    m_pSession->SetDisplayRate(*Recording(), nLinesPerSecond);
   else {
     CPlayerOptions options = Options();
     options.m_nFFTLinesPerSecond = nLinesPerSecond;
@@ -252,8 +272,8 @@ bool CPlayerController::StartRecording() {
                               .arg(CDSPDemodMain::ShortName(nMode))
                               .arg(RecordFormat() == AUDIO_RECORD_MP3 ? "mp3" : "wav");
   std::string strSource;
-  if (m_document.HasRecording() && !m_document.Recording().m_astrFileNames.empty())
-    strSource = QFileInfo(QString::fromStdString(m_document.Recording().m_astrFileNames.front())).fileName().toStdString();
+  if (Recording() && !Recording()->m_astrFileNames.empty())
+    strSource = QFileInfo(QString::fromStdString(Recording()->m_astrFileNames.front())).fileName().toStdString();
   m_bReportedRecording = false;
   m_pSession->StartRecording(RecordFormat(), RecordFolder().toStdString(), strName.toStdString(),
                              {{0, StrFormat("%.0f Hz %s", TunedFrequency(), CDSPDemodMain::ShortName(nMode))},
@@ -267,13 +287,13 @@ void CPlayerController::StopRecording() { m_pSession->StopRecording(); }
 // --- State ----------------------------------------------------------------------------------
 
 double CPlayerController::PlayingPointUtc() const {
-  if (!m_document.HasRecording()) return 0.0;
-  const CRecordingDescription& desc = m_document.Recording();
+  if (!Recording()) return 0.0;
+  const CRecordingDescription& desc = *Recording();
   return static_cast<double>(desc.m_tStart) + SeriesSecondsAt(desc, m_state.m_nFileIndex, m_state.m_nPosition);
 }
 
 double CPlayerController::RecordingCentreHz() const {
-  return m_document.HasRecording() ? m_document.Recording().m_nCenterFrequency : 0.0;
+  return Recording() ? Recording()->m_nCenterFrequency : 0.0;
 }
 
 void CPlayerController::Poll() {

@@ -95,6 +95,10 @@ class CPlayerController final : public QObject {
   void ErrorRaised(const QString& strTitle, const QString& strText);
 
  private:
+  // Opens the document's recording when only its picture was loaded; false (after
+  // ErrorRaised) when there is none or it cannot be read.
+  bool HaveRecording();
+  const CRecordingDescription* Recording() const;
   void SaveOptions();
   void OnLogLine(const std::string& strLine);
   QString TakeErrorText(const QString& strFallback);
@@ -116,6 +120,9 @@ class CPlayerController final : public QObject {
   bool m_bReportedDevice = false;
   bool m_bReportedRecording = false;
   std::uint64_t m_nErasures = 0;
+  CRecordingDescription m_ownRecording;  // read for a project whose document holds none
+  bool m_bHaveOwnRecording = false;
+  std::string m_strOwnRecording;
   // The newest error lines of the log (written on the player thread).
   std::mutex m_errorMutex;
   std::string m_strErrorText;

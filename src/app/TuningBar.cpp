@@ -32,6 +32,7 @@ void CTuningBar::SetTuning(double dTunedHz, double dPassLowHz, double dPassHighH
 }
 
 QString CTuningBar::FrequencyText() const {
+  if (m_dTunedHz <= 0.0) return "---.---.--- MHz";
   return QString::fromStdString(CStatusFigures::FrequencyText(m_dTunedHz));
 }
 
