@@ -19,6 +19,7 @@ class QMenu;
 class CPlayerController;
 class CPlayerOverlay;
 class CPlayerPane;
+class CManualScalePane;
 class CPropertiesPane;
 class CStatusPanes;
 class CVexlorApp;
@@ -37,6 +38,7 @@ class CMainFrame final : public QMainWindow {
   CPropertiesPane& Properties() { return *m_pProperties; }
   CPlayerController& Player() { return *m_pPlayer; }
   CPlayerPane& PlayerPane() { return *m_pPlayerPane; }
+  CManualScalePane& ManualScale() { return *m_pManualScale; }
   QAction* Action(const QString& strName) const;
   QComboBox* ThreadList() const { return m_pThreads; }
   QComboBox* FFTHintList() const { return m_pFFTHint; }
@@ -101,6 +103,7 @@ class CMainFrame final : public QMainWindow {
   CPlayerController* m_pPlayer = nullptr;
   std::unique_ptr<CPlayerOverlay> m_pPlayerOverlay;
   CPlayerPane* m_pPlayerPane = nullptr;
+  CManualScalePane* m_pManualScale = nullptr;
   QComboBox* m_pThreads = nullptr;
   QComboBox* m_pFFTHint = nullptr;
   QActionGroup* m_pPaletteGroup = nullptr;

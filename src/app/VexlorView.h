@@ -49,6 +49,8 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
 
   // Colouring and switches: each redraws from the kept rows without a new analysis.
   void ApplyColouring();
+  // The contrast of automatic scaling and the levels of manual scaling (magnitudes in dB).
+  void SetScaling(int nContrast, int nManualFirst, int nManualSecond);
   bool ScaleAutomatic() const { return m_bScaleAutomatic; }
   void SetScaleAutomatic(bool bAutomatic);
   bool ShowLegend() const { return m_bShowLegend; }
@@ -118,6 +120,9 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   QPointer<CAnalyseStatusDlg> m_pStatusDlg;
   QElapsedTimer m_lastScroll;
   bool m_bScaleAutomatic = true;
+  int m_nContrast;
+  int m_nManualFirst;
+  int m_nManualSecond;
   bool m_bShowLegend = true;
   int m_nZoomStep = 0;
   bool m_bHaveMark = false;

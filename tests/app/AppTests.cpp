@@ -25,6 +25,7 @@
 #include "analysis/Palettes.h"
 #include "app/AnalyseStatusDlg.h"
 #include "app/MainFrame.h"
+#include "app/ManualScalePane.h"
 #include "app/PropertiesPane.h"
 #include "app/QtMessageTarget.h"
 #include "app/SelectDataFile.h"
@@ -112,6 +113,13 @@ class CAppTests : public QObject {
  private slots:
   void initTestCase() {
     QVERIFY(m_dir.isValid());
+    // Every run starts from empty settings and data folders (those of the test, never the
+    // user's: CTest points them into the build tree).
+    for (const char* pszVariable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
+      const QString strFolder = qEnvironmentVariable(pszVariable);
+      QVERIFY2(strFolder.contains("/home/app_tests/"), pszVariable);
+      QDir(strFolder).removeRecursively();
+    }
     std::vector<std::filesystem::path> written;
     std::string strError;
     QVERIFY2(WriteDemoRecording(m_dir.filePath("demo").toStdString(), written, strError), strError.c_str());
@@ -162,7 +170,7 @@ class CAppTests : public QObject {
   }
 
   void projectDialogOffersTheListsWithTheirDefaultsAndTooltips() {
-    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), nullptr, nullptr, Frame());
+    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), CSelectionModel(), Frame());
     QCOMPARE(dialog.windowTitle(), QString("New Project"));
     QCOMPARE(dialog.FFTSizeList()->count(), 15);
     QCOMPARE(dialog.FFTSizeList()->currentText(), QString("1 M"));
@@ -182,7 +190,7 @@ class CAppTests : public QObject {
   }
 
   void projectDialogTellsWhyAFileCannotBeUsed() {
-    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), nullptr, nullptr, Frame());
+    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), CSelectionModel(), Frame());
     QVERIFY(!dialog.SetFile(m_dir.filePath("missing 000.wav")));
     QCOMPARE(dialog.StatusText(), QString("File not found"));
     QFile junk(m_dir.filePath("junk 000.wav"));
@@ -195,7 +203,7 @@ class CAppTests : public QObject {
   }
 
   void projectDialogSummaryFollowsEveryChoiceAndRefusesNegativeFrequencies() {
-    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), nullptr, nullptr, Frame());
+    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), CSelectionModel(), Frame());
     QVERIFY(dialog.SetFile(m_strFirstFile));
     QVERIFY(dialog.AnalyseButton()->isEnabled());
     const auto value = [&](const QString& strLabel, int nSkip = 0) {
@@ -320,6 +328,13 @@ class CAppTests : public QObject {
     QCOMPARE(nStored, 0);
     Frame()->Action("ScaleManual")->trigger();
     QVERIFY(!session.Image().Scaling().Automatic());
+    // The Manual Scale pane's levels redraw at once.
+    std::vector<std::uint32_t> manual(session.Image().Pixels(), session.Image().Pixels() + original.size());
+    Frame()->ManualScale().SetLevels(-120, -40);
+    QCOMPARE(session.Image().Scaling().ManualFirst(), 120);
+    QCOMPARE(session.Image().Scaling().ManualSecond(), 40);
+    QVERIFY(std::memcmp(manual.data(), session.Image().Pixels(), original.size() * 4) != 0);
+    Frame()->ManualScale().SetLevels(-160, -60);
     Frame()->Action("ScaleAutomatic")->trigger();
     Frame()->SetPalette(CPalettes::kDefault);
     QVERIFY(!View().IsBusy());
@@ -370,13 +385,10 @@ class CAppTests : public QObject {
   }
 
   void aFileDroppedOnTheWindowOpens() {
-    CMySettingsStore settings;
-    CAnalysisSession other(settings);
-    // A project of its own: the demo's picture at another width.
     const QString strProject = m_dir.filePath("dropped (Project).xml");
     QVERIFY(Frame()->SaveProject(strProject));
+    const int nWidth = View().Session().Options().m_nAnalysisDisplayWidth;
     View().Session().MutableOptions().m_nAnalysisDisplayWidth = 1;  // changed, to see the drop restore it
-    const int nWidth = View().Session().Width();
     QMimeData mime;
     mime.setUrls({QUrl::fromLocalFile(strProject)});
     QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
@@ -384,14 +396,31 @@ class CAppTests : public QObject {
     QVERIFY(enter.isAccepted());
     QDropEvent drop(QPointF(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(Frame(), &drop);
-    QTRY_COMPARE(QString::fromStdString(View().Session().ProjectPath().string()), strProject);
-    QCOMPARE(View().Session().Width(), nWidth);
+    QTRY_COMPARE(View().Session().Options().m_nAnalysisDisplayWidth, nWidth);
+    QCOMPARE(QString::fromStdString(View().Session().ProjectPath().string()), strProject);
     // Something that is neither a project nor a recording is not taken.
     QMimeData text;
     text.setUrls({QUrl::fromLocalFile(m_dir.filePath("notes.txt"))});
     QDragEnterEvent refused(QPoint(50, 50), Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(Frame(), &refused);
     QVERIFY(!refused.isAccepted());
+  }
+
+  void aRecordingGivenWithAnalyseRunsWithTheLastChoices() {
+    // The last analysis: 8 K FFT, 800 columns (stored as "CurrentAnalysisOptions.xml").
+    CAnalysisOptions last = View().Session().Options();
+    QCOMPARE(last.m_nAnalysisFFTSize, 8192u);
+    QCOMPARE(last.m_nAnalysisDisplayWidth, 800);
+    QVERIFY(last.SaveCurrent());
+    QVERIFY(Frame()->OpenFile(m_strFirstFile, true));
+    QVERIFY(View().IsBusy());
+    QTRY_VERIFY_WITH_TIMEOUT(!View().IsBusy(), 120000);
+    const CAnalysisOptions& o = View().Session().Options();
+    QCOMPARE(o.m_nAnalysisFFTSize, 8192u);
+    QCOMPARE(View().Session().Width(), 800);
+    // The band is the dialog's default, not the last one's.
+    QCOMPARE(o.m_nAnalysisBandwidth, 10000u);
+    QVERIFY(m_pApp->RecentFiles().contains(m_strFirstFile));
   }
 
   void screenshotGoesToThePicturesFolder() {

@@ -1,0 +1,34 @@
+#pragma once
+// CManualScalePane: the levels of manual scaling and the contrast of automatic scaling.
+// Manual scaling colours the picture from the weakest level (the palette's first colour)
+// to the strongest (its last); the levels are dB values, stored as their magnitudes as the
+// picture takes them. Every change redraws the picture from its rows and is stored.
+
+#include <QWidget>
+
+class QSlider;
+class QSpinBox;
+class CMySettingsStore;
+
+class CManualScalePane final : public QWidget {
+  Q_OBJECT
+ public:
+  CManualScalePane(CMySettingsStore& settings, QWidget* pParent = nullptr);
+
+  // Magnitudes of the weakest and strongest levels, and the contrast (0 .. 100).
+  int ManualFirst() const;
+  int ManualSecond() const;
+  int Contrast() const;
+  void SetLevels(int nWeakestDb, int nStrongestDb);
+
+ signals:
+  void ScalingChanged(int nContrast, int nManualFirst, int nManualSecond);
+
+ private:
+  void Changed();
+
+  CMySettingsStore& m_settings;
+  QSpinBox* m_pWeakest;
+  QSpinBox* m_pStrongest;
+  QSlider* m_pContrast;
+};
