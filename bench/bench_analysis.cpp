@@ -29,7 +29,8 @@
 #include "analysis/AnalysisImageFeed.h"
 #include "analysis/AnalysisWindow.h"
 #include "analysis/HeadlessAnalysis.h"
-#include "analysis/SpectrumKernel.h"
+#include "analysis/BlockConversion.h"
+#include "dsp/SpectrumKernel.h"
 #include "core/Log.h"
 #include "core/ProcessFigures.h"
 #include "core/RegisteredMessages.h"
@@ -169,7 +170,7 @@ int Ceiling(const fs::path& dir, std::uint32_t n) {
       const std::size_t nHave = nCarry + static_cast<std::size_t>(got);
       std::size_t p = 0;
       for (; p + nBlockBytes <= nHave; p += nBlockBytes) {
-        SpectrumKernel::ConvertBlock(buffer.get() + p, 1, 16, n, 1, a);
+        BlockConversion::ConvertBlock(buffer.get() + p, 1, 16, n, 1, a);
         SpectrumKernel::ApplyWindow(a, window.data(), n, b);
         fftwf_execute(plan);
         SpectrumKernel::ComputeLevels(a, n, fRef, levels.data());

@@ -4,9 +4,18 @@
 // samples/s recording in AM, USB and broadcast FM. The target is below 10 % of one core for
 // every mode at 2 000 000 samples/s.
 //
+// Then the start of play and mode changes, through the player session as front ends drive
+// it: launch-to-first-audio of a fresh process (this program run again) without wisdom and
+// with the wisdom the first run left, and the longest stretch of silence the null device
+// saw across five mode changes during play of the 2 000 000 samples/s recording.
+//
 // usage: bench_player [SECONDS]   (measuring time per case, default 5)
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
+#include <cstring>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -23,6 +32,7 @@
 #include "player/DemodBackgroundThread.h"
 #include "player/NullAudioBackend.h"
 #include "player/PlayerControl.h"
+#include "player/PlayerSession.h"
 #include "recording/DemoRecording.h"
 #include "recording/WaveFileData.h"
 #include "recording/WaveFileWriter.h"
@@ -115,9 +125,94 @@ CResult Measure(const CRecordingDescription& desc, double dFreqHz, const char* p
   return result;
 }
 
+std::int64_t MonotonicNs() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+// The child run: plays the recording in a fresh process and prints the milliseconds from
+// the parent's launch (tLaunchNs, steady clock) to the first sample the device took.
+int RunFirstAudioChild(const char* pszRecording, std::int64_t tLaunchNs) {
+  SetLogFilePath({});
+  CRecordingDescription desc;
+  CWaveFileData data;
+  if (!data.GetInformation(pszRecording, true, desc)) return 1;
+  auto pNull = std::make_shared<CNullAudioBackend>();
+  CPlayerSession session(pNull);
+  session.SetLogFunction([](const std::string&) {});
+  CPlayerOptions options;
+  options.m_nOutputID = 0;
+  options.m_strOutputName = "Null";
+  options.m_strMode = "AM";
+  session.SetOptions(options);
+  session.SetTuningOffset(-300'000);
+  std::string strMessage;
+  if (!session.Start() || !session.Play(desc, 0.0, false, strMessage)) return 1;
+  while (pNull->SamplesConsumed() == 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+  std::printf("%.1f\n", static_cast<double>(MonotonicNs() - tLaunchNs) / 1e6);
+  session.Shutdown();
+  return 0;
+}
+
+// Runs this program as a child with the given data folder; the milliseconds it printed.
+double LaunchToFirstAudio(const char* pszSelf, const std::filesystem::path& recording,
+                          const std::filesystem::path& dataFolder) {
+  int fds[2];
+  if (pipe(fds) != 0) return -1.0;
+  const std::string strLaunch = std::to_string(MonotonicNs());
+  const pid_t pid = fork();
+  if (pid == 0) {
+    dup2(fds[1], STDOUT_FILENO);
+    close(fds[0]);
+    setenv("XDG_DATA_HOME", dataFolder.c_str(), 1);
+    execl(pszSelf, pszSelf, "--first-audio", recording.c_str(), strLaunch.c_str(), static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  close(fds[1]);
+  char buffer[64] = {};
+  const ssize_t n = read(fds[0], buffer, sizeof buffer - 1);
+  close(fds[0]);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return n > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0 ? std::atof(buffer) : -1.0;
+}
+
+// Plays the recording and changes the mode five times, a second apart: the longest silence
+// (clock time without audio) in the second after a change, in milliseconds.
+double LongestModeChangeGap(const CRecordingDescription& desc, double dFreqHz) {
+  auto pNull = std::make_shared<CNullAudioBackend>();
+  CPlayerSession session(pNull);
+  session.SetLogFunction([](const std::string&) {});
+  CPlayerOptions options;
+  options.m_nOutputID = 0;
+  options.m_strOutputName = "Null";
+  options.m_strMode = "AM";
+  session.SetOptions(options);
+  session.SetTuningOffset(static_cast<int>(dFreqHz - desc.m_nCenterFrequency));
+  std::string strMessage;
+  if (!session.Start(true) || !session.Play(desc, 0.0, false, strMessage)) return -1.0;
+  const auto silence = [&] { return static_cast<double>(pNull->ClockSamples() - pNull->SamplesConsumed()); };
+  std::this_thread::sleep_for(1s);
+  double dLongest = 0.0;
+  for (const char* pszMode : {"USB", "LSB", "BFM", "NFM", "AM"}) {
+    const int nMode = PlayerModeNumber(pszMode);
+    int nLow = 0, nHigh = 0;
+    CDSPDemodMain::DefaultPassBand(nMode, 500, nLow, nHigh);
+    const double dBefore = silence();
+    session.SetMode(nMode);
+    session.SetPassBand(nLow, nHigh);
+    std::this_thread::sleep_for(1s);
+    dLongest = std::max(dLongest, silence() - dBefore);
+  }
+  session.Shutdown();
+  return dLongest / CNullAudioBackend::kSampleRate * 1000.0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (argc == 4 && std::strcmp(argv[1], "--first-audio") == 0)
+    return RunFirstAudioChild(argv[2], std::atoll(argv[3]));
   const double dSeconds = argc > 1 ? std::atof(argv[1]) : 5.0;
   RegisterAllMessages();
   SetLogFilePath({});
@@ -166,6 +261,15 @@ int main(int argc, char** argv) {
     std::printf("%-32s %11.1f%% %13.1f%%\n", c.pszName, r.dCpuPercent, r.dPlayedPercent);
     std::fflush(stdout);
   }
+
+  const std::filesystem::path dataFolder = folder / "data";
+  std::filesystem::remove_all(dataFolder);
+  std::printf("\nLaunch to first audio, a fresh process playing the 2 MS/s recording in AM\n");
+  std::printf("  without wisdom: %8.1f ms\n", LaunchToFirstAudio(argv[0], fastPath, dataFolder));
+  for (int i = 0; i < 3; ++i)
+    std::printf("  with wisdom:    %8.1f ms\n", LaunchToFirstAudio(argv[0], fastPath, dataFolder));
+  std::printf("Longest silence across five mode changes during play: %.1f ms\n",
+              LongestModeChangeGap(fast, dFastCentre - 300'000.0));
   std::filesystem::remove_all(folder);
   return 0;
 }

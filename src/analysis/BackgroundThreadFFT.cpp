@@ -7,7 +7,8 @@
 
 #include "analysis/AnalysisRecords.h"
 #include "analysis/AnalysisWindow.h"
-#include "analysis/SpectrumKernel.h"
+#include "analysis/BlockConversion.h"
+#include "dsp/SpectrumKernel.h"
 #include "core/AppState.h"
 #include "core/EngineFaults.h"
 #include "core/Log.h"
@@ -117,9 +118,9 @@ void CBackgroundThreadFFT::ConvertSamples(const std::uint8_t* pBlock, std::uint1
   const std::uint32_t n = m_nFFTSize;
   // The block is always cut into the same two parts, whatever number of threads the
   // runtime grants: the parts' source offsets shape the levels (see ConvertPart).
-#pragma omp parallel for num_threads(SpectrumKernel::kConversionParts) schedule(static, 1) if (kConvertInParallel && n >= kParallelConversionMinSize)
-  for (int t = 0; t < SpectrumKernel::kConversionParts; ++t)
-    SpectrumKernel::ConvertPart(pBlock, nFormatTag, nBits, n, t, SpectrumKernel::kConversionParts, pWork);
+#pragma omp parallel for num_threads(BlockConversion::kConversionParts) schedule(static, 1) if (kConvertInParallel && n >= kParallelConversionMinSize)
+  for (int t = 0; t < BlockConversion::kConversionParts; ++t)
+    BlockConversion::ConvertPart(pBlock, nFormatTag, nBits, n, t, BlockConversion::kConversionParts, pWork);
 }
 
 void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReplyWnd) {

@@ -16,3 +16,4 @@ int RunHistory(const CliArgs& args);
 int RunDemod(const CliArgs& args);
 int RunPlay(const CliArgs& args);
 int RunDevices(const CliArgs& args);
+int RunWisdom(const CliArgs& args);

@@ -26,6 +26,7 @@ const Command kCommands[] = {
     {"demod", RunDemod, "demod FILE --freq HZ --mode M -o OUT.wav   demodulate a channel to WAV"},
     {"play", RunPlay, "play FILE --freq HZ --mode M   play a channel through the sound card"},
     {"devices", RunDevices, "devices                        list the playback devices"},
+    {"wisdom", RunWisdom, "wisdom [--best] [--sizes N,..] plan the common FFT sizes ahead"},
 };
 
 void PrintUsage(FILE* out) {

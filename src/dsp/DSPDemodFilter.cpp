@@ -5,6 +5,8 @@
 #include <cstring>
 #include <numbers>
 
+#include "dsp/FIRDesign.h"
+
 CDSPDemodFilter::CDSPDemodFilter()
 {
     m_aFIFO.Resize(kFIFOSize);  // the first kInitialLatency entries are the initial zeros
@@ -57,9 +59,9 @@ void CDSPDemodFilter::Design(double lowHz, double highHz, double shiftHz, double
     m_aTaps.Zero();
     for (int n = 0; n < kTaps; ++n) {
         const int m = n - (kTaps - 1) / 2;
-        const double amplitude = m == 0 ? 2.0 * halfWidth
-                                        : std::sin(2.0 * std::numbers::pi * m * halfWidth) / (std::numbers::pi * m) *
-                                              m_aWindow[static_cast<std::size_t>(n)];
+        // The window is 1 at the centre.
+        const double amplitude =
+            m == 0 ? 2.0 * halfWidth : SincTap(halfWidth, m) * m_aWindow[static_cast<std::size_t>(n)];
         m_aTaps[static_cast<std::size_t>(n)] =
             amplitude * std::complex<double>(std::cos(m * centreTerm), std::sin(m * centreTerm));
     }

@@ -131,22 +131,20 @@ CDSPDemodMain::CDSPDemodMain() {
   SetMode(kDefaultMode);
 }
 
-void CDSPDemodMain::PlanAhead(int inRateHz, int linesPerSecond, int nHint) {
+void CDSPDemodMain::PlanAhead(int linesPerSecond, int nHint, int onlyMode) {
   const CFFTPlanningScope scope(nHint);
   CDSPDemodMain chain;
   chain.ConfigureSpectrumTap(0, linesPerSecond > 0, linesPerSecond, 0);
   chain.ConfigureSpectrumTap(1, linesPerSecond > 0, linesPerSecond, 0);
-  CAlignedVector<std::complex<float>> aSilence(256);
+  // Every stage plans when it is set up: the noise reductions with the chain and with a
+  // mode, the sideband demodulator and the spectrum taps with a mode, the channel filter
+  // with a pass band. Nothing needs to run.
   for (int mode = 0; mode < eDemodModeCount; ++mode) {
+    if (onlyMode >= 0 && mode != onlyMode) continue;
     int low = 0, high = 0;
     DefaultPassBand(mode, chain.CWPitch(), low, high);
     chain.SetMode(mode);
     chain.SetPassBand(low, high, mode, chain.IFRate());
-    // Noise reduction plans its frames when it first runs.
-    for (int method = 0; method <= 3; ++method) {
-      chain.SetNoiseReduction(method);
-      chain.ProcessBlock(aSilence.data(), static_cast<int>(aSilence.size()), inRateHz);
-    }
   }
 }
 

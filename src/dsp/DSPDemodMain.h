@@ -62,11 +62,11 @@ class CDSPDemodMain {
   // Pass-band edges (low, high in Hz) that suit a mode when the user has given none.
   static void DefaultPassBand(int mode, int cwPitchHz, int& lowHz, int& highHz);
 
-  // Plans every FFT a chain may make (each mode, noise reduction and both spectrum taps at
-  // linesPerSecond, for input at inRateHz) with the hint nHint (EFFTPlanHint), so that the
-  // chains made later plan them from wisdom at once, without measuring. Run it before play,
-  // not on the thread that feeds the sound card.
-  static void PlanAhead(int inRateHz, int linesPerSecond, int nHint);
+  // Plans the FFTs a chain makes in mode (every mode for -1), with each noise reduction and
+  // both spectrum taps at linesPerSecond (the input rate changes none of them), with the
+  // hint nHint (EFFTPlanHint): the chains made later take these plans from wisdom at once.
+  // Run it before play, not on the thread that feeds the sound card.
+  static void PlanAhead(int linesPerSecond, int nHint, int mode = -1);
 
   // Applies a mode: rates, AGC rate, pass band, resampler, spectrum-tap rates, squelch and
   // demodulator set-up. The mode already in force does nothing. Numbers outside 0..17 are

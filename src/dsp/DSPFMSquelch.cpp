@@ -37,13 +37,8 @@ void CDSPFMSquelch::DesignNoiseFilter(double gain, double attenuationDb, double 
   const double i0Beta = BesselI0(beta);
   for (int n = 0; n < length; ++n) {
     const double m = n - c;
-    double h;
-    if (m == 0.0) {
-      h = (1.0 - 2.0 * fc) * gain;
-    } else {
-      const double pm = std::numbers::pi * m;
-      h = (std::sin(pm) / pm - std::sin(2.0 * std::numbers::pi * m * fc) / pm) * gain;
-    }
+    // A high-pass: the all-pass (a sinc at half the rate) less the low-pass at fc.
+    const double h = (SincTap(0.5, m) - SincTap(fc, m)) * gain;
     const double r = m / c;
     m_aTaps[n] = h * BesselI0(beta * std::sqrt(std::max(0.0, 1.0 - r * r))) / i0Beta;
   }

@@ -2,6 +2,7 @@
 
 #include "dsp/DSPGlobalFlags.h"
 #include "dsp/DSPKernels.h"
+#include "dsp/FIRDesign.h"
 
 #include <cmath>
 #include <cstring>
@@ -34,8 +35,9 @@ void CDSPFractionalResampler::Init(int outRateHz)
         const double phase = 2.0 * std::numbers::pi * i / span;
         const double window = 0.35875 - 0.48829 * std::cos(phase) + 0.14128 * std::cos(2.0 * phase) -
                               0.01168 * std::cos(3.0 * phase);
-        const double x = m * std::numbers::pi / kTableStepsPerSample;
-        table[static_cast<std::size_t>(i)] = static_cast<float>(window * std::sin(x) / x);
+        // sin(x)/x with x = m pi / steps: the sinc whose zeros lie one input sample apart.
+        table[static_cast<std::size_t>(i)] =
+            static_cast<float>(window * kTableStepsPerSample * SincTap(0.5 / kTableStepsPerSample, m));
     }
 
     // For an output at position t the table index of tap k is trunc((base + k - t) * 10000)

@@ -55,9 +55,7 @@ void CDSPPolyphaseResampler::Init(int inRateHz, int outRateHz, bool bForce, int 
                     continue;
                 const double r = u / halfSpan;
                 const double window = BesselI0(kKaiserAlpha * std::sqrt(1.0 - r * r)) / i0Alpha;
-                const double x = 2.0 * cutoff * u;
-                const double sinc = x == 0.0 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x);
-                weights[static_cast<std::size_t>(k)] = 2.0 * cutoff * sinc * window;
+                weights[static_cast<std::size_t>(k)] = SincTap(cutoff, u) * window;
                 sum += weights[static_cast<std::size_t>(k)];
             }
             // Every phase gets exactly unity gain at 0 Hz before the norm, so that the

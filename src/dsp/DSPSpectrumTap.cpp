@@ -4,6 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "dsp/SpectrumKernel.h"
+
 namespace {
 // Larger sizes would take seconds of signal per line; 2^31 is the design limit of the size
 // rule, far beyond what a display can use.
@@ -52,7 +54,7 @@ void CDSPSpectrumTap::Setup() {
   for (int k = 0; k < m_nFFTSize; ++k)
     m_aWindow[k] = static_cast<float>(0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * k / m_nFFTSize));
   // A Hann-windowed full-scale complex tone peaks at 32767 * N * 0.5.
-  m_fReferenceDb = static_cast<float>(20.0 * std::log10(m_nFFTSize * 32767.0 * 0.5));
+  m_fReferenceDb = SpectrumKernel::ReferenceLevel(static_cast<std::uint32_t>(m_nFFTSize));
   m_plan = CFFTWPlanF::Complex(m_nFFTSize, m_aWork.data(), m_aSpectrum.data(), FFTW_FORWARD);
 }
 
@@ -74,7 +76,8 @@ void CDSPSpectrumTap::Process(const std::complex<float>* samples, int n) {
 
 void CDSPSpectrumTap::MakeSpectrum() {
   const int n = m_nFFTSize;
-  for (int k = 0; k < n; ++k) m_aWork[k] = m_aFrame[k] * m_aWindow[k];
+  SpectrumKernel::ApplyWindow(reinterpret_cast<const float*>(m_aFrame.data()), m_aWindow.data(),
+                              static_cast<std::uint32_t>(n), reinterpret_cast<float*>(m_aWork.data()));
   m_plan.Execute();
   std::vector<float> line(static_cast<std::size_t>(n) + kHeaderLength, 0.0f);
   line[0] = static_cast<float>(n + kHeaderLength);
@@ -82,11 +85,8 @@ void CDSPSpectrumTap::MakeSpectrum() {
   line[2] = static_cast<float>(n);
   line[3] = static_cast<float>(m_nSampleRate);
   // Negative frequencies (the upper half of the bins) first.
-  for (int k = 0; k < n; ++k) {
-    const int bin = (k + n / 2) % n;
-    const float magnitude = std::max(std::abs(m_aSpectrum[bin]), 1e-5f);
-    line[kHeaderLength + k] = 20.0f * std::log10(magnitude) - m_fReferenceDb;
-  }
+  SpectrumKernel::ComputeLevels(reinterpret_cast<const float*>(m_aSpectrum.data()), static_cast<std::uint32_t>(n),
+                                m_fReferenceDb, line.data() + kHeaderLength);
   if (static_cast<int>(m_aPending.size()) >= kMaxPending) m_aPending.erase(m_aPending.begin());
   m_aPending.push_back(std::move(line));
 }

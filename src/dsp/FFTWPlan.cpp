@@ -2,11 +2,13 @@
 
 #include <cstring>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <string>
 
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "dsp/AlignedVector.h"
 
 namespace {
 
@@ -104,6 +106,13 @@ void ForgetWisdom() {
 }
 
 int DefaultHint() { return t_nDefaultHint; }
+
+bool PlanAnalysisSize(std::uint32_t nSize, int nHint) {
+  CAlignedVector<float> aIn(2 * std::size_t{nSize});
+  CAlignedVector<float> aOut(2 * std::size_t{nSize});
+  if (nSize == 0 || aIn.empty() || aOut.empty()) return false;
+  return static_cast<bool>(CFFTWPlanF::Complex(static_cast<int>(nSize), aIn.data(), aOut.data(), FFTW_FORWARD, nHint));
+}
 
 }  // namespace FFTWPlanner
 

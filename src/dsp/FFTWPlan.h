@@ -27,6 +27,7 @@
 #include <fftw3.h>
 
 #include <complex>
+#include <cstdint>
 #include <filesystem>
 #include <mutex>
 #include <utility>
@@ -54,6 +55,11 @@ void ForgetWisdom();
 
 // The hint of plans made without one, on the calling thread.
 int DefaultHint();
+
+// Plans the analysis's transform of nSize points (forward, complex, out of place) with
+// nHint (FFT_PLAN_FAST or FFT_PLAN_BEST), adding what is measured to the wisdom file.
+// False when no plan could be made.
+bool PlanAnalysisSize(std::uint32_t nSize, int nHint);
 
 }  // namespace FFTWPlanner
 

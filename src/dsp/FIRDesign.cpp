@@ -17,6 +17,11 @@ double BesselI0(double x)
     return sum;
 }
 
+double SincTap(double cutoff, double m)
+{
+    return m == 0.0 ? 2.0 * cutoff : std::sin(2.0 * std::numbers::pi * cutoff * m) / (std::numbers::pi * m);
+}
+
 namespace {
 // Blackman window value n of length (0.42 - 0.5 cos + 0.08 cos 2x: about 75 dB stop band).
 double BlackmanWindow(int n, int length)
@@ -33,10 +38,7 @@ std::vector<double> WindowedSinc(double cutoff, int length)
     std::vector<double> taps(static_cast<std::size_t>(length));
     const double centre = (length - 1) / 2.0;
     for (int n = 0; n < length; ++n) {
-        const double m = n - centre;
-        const double sinc = m == 0.0 ? 2.0 * cutoff
-                                     : std::sin(2.0 * std::numbers::pi * cutoff * m) / (std::numbers::pi * m);
-        taps[static_cast<std::size_t>(n)] = sinc * BlackmanWindow(n, length);
+        taps[static_cast<std::size_t>(n)] = SincTap(cutoff, n - centre) * BlackmanWindow(n, length);
     }
     return taps;
 }

@@ -14,6 +14,11 @@
 // a term falls below 1e-9 of the sum).
 double BesselI0(double x);
 
+// The ideal low-pass's impulse response at m samples from its centre (m need not be whole):
+// sin(2 pi cutoff m) / (pi m), and 2 cutoff at m = 0. Every windowed-sinc design of the
+// chain is this times its window.
+double SincTap(double cutoff, double m);
+
 // Low-pass with cut-off "cutoff" (fraction of the rate), length taps, unity gain at 0 Hz.
 std::vector<double> DesignLowPassFIR(double cutoff, int length);
 

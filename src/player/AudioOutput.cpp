@@ -21,12 +21,7 @@ constexpr int kCloseWaitMs = 10;
 
 CAudioOutput::CAudioOutput(CAudioOutputOwner& owner, std::shared_ptr<CAudioBackend> pBackend)
     : m_owner(owner), m_pBackend(std::move(pBackend)) {
-  m_format.wFormatTag = 1;
-  m_format.nChannels = 1;
-  m_format.nSamplesPerSec = kSampleRate;
-  m_format.nAvgBytesPerSec = kSampleRate * 2;
-  m_format.nBlockAlign = 2;
-  m_format.wBitsPerSample = 16;
+  m_format = CWaveFormat::Linear(1, 1, kSampleRate, 16);
   // The size of the record itself, although PCM needs no extra bytes: kept as it always was.
   m_format.cbSize = 18;
 }

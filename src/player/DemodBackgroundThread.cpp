@@ -10,13 +10,13 @@
 #include "core/Log.h"
 #include "core/RegisteredMessages.h"
 #include "dsp/DSPDemodMain.h"
+#include "dsp/SpectrumKernel.h"
 #include "recording/IQSampleConverter.h"
 #include "recording/SeriesPosition.h"
 
 namespace {
 
 constexpr int kPacing = CAudioOutput::kPacingQueued;
-constexpr float kMagnitudeFloor = 1e-5f;
 
 
 std::uint64_t ToValue(CMessageTarget* pTarget) { return reinterpret_cast<std::uintptr_t>(pTarget); }
@@ -250,7 +250,6 @@ void CDemodBackgroundThread::InitDisplayFFT() {
   m_aFFTIn = {};
   m_aFFTOut = {};
   m_afWindow.clear();
-  m_afMagnitudeDb.clear();
   m_plan = {};
   m_bSkipCarry = true;
   // A size change still pending (command 9 before command 3) is met by this set-up.
@@ -270,8 +269,7 @@ void CDemodBackgroundThread::InitDisplayFFT() {
   // sizes ahead when it starts.
   m_plan = CFFTWPlanF::Complex(static_cast<int>(nSize), m_aFFTIn.data(), m_aFFTOut.data(), FFTW_FORWARD);
   m_afWindow = BuildAnalysisWindow(m_eWindow.load(), nSize);
-  m_afMagnitudeDb.resize(nSize / 2);
-  m_dReferenceDb = 20.0 * std::log10(static_cast<double>(nSize) * 32767.0 * 0.5);
+  m_fReferenceDb = SpectrumKernel::ReferenceLevel(nSize);
 }
 
 // ---- Files ----------------------------------------------------------------------------
@@ -511,7 +509,8 @@ void CDemodBackgroundThread::PostTapSpectra() {
 void CDemodBackgroundThread::PostDisplaySpectrum() {
   if (!m_pView || !m_plan) return;
   const std::uint32_t nSize = m_nFFTSize;
-  for (std::uint32_t i = 0; i < nSize; ++i) m_aFFTIn[i] = m_aBlock[i] * m_afWindow[i];
+  SpectrumKernel::ApplyWindow(reinterpret_cast<const float*>(m_aBlock.data()), m_afWindow.data(), nSize,
+                              reinterpret_cast<float*>(m_aFFTIn.data()));
   m_plan.Execute();
 
   std::vector<float> afOut(nSize + kSpectrumHeader, 0.0f);
@@ -526,14 +525,8 @@ void CDemodBackgroundThread::PostDisplaySpectrum() {
   std::memcpy(&afOut[4], &nSeconds, sizeof nSeconds);
 
   // Negative frequencies (the upper half of the bins) first, then the positive ones.
-  const std::uint32_t nHalf = nSize / 2;
-  const auto fReference = static_cast<float>(m_dReferenceDb);
-  float* pLevels = afOut.data() + kSpectrumHeader;
-  for (std::uint32_t j = 0; j < nSize; ++j) {
-    const std::uint32_t nBin = j < nHalf ? j + nHalf : j - nHalf;
-    const float fMagnitude = std::max(std::abs(m_aFFTOut[nBin]), kMagnitudeFloor);
-    pLevels[j] = 20.0f * std::log10(fMagnitude) - fReference;
-  }
+  SpectrumKernel::ComputeLevels(reinterpret_cast<const float*>(m_aFFTOut.data()), nSize, m_fReferenceDb,
+                                afOut.data() + kSpectrumHeader);
   m_pView->Post(RegMsgSDR::nMsgDemodFFTOutput, nSize, 0,
                 std::make_unique<CValuePayload<std::vector<float>>>(std::move(afOut)));
 }

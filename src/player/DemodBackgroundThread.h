@@ -179,13 +179,12 @@ class CDemodBackgroundThread final : public CQueueThread<CDemodBkgPacket>, priva
   std::uint32_t m_nFFTSize = 0;
   int m_nOverlap = 0;
   std::atomic<std::uint32_t> m_eWindow{0};
-  double m_dReferenceDb = 0.0;
+  float m_fReferenceDb = 0.0f;
   std::vector<unsigned char> m_abRaw;
   CAlignedVector<std::complex<float>> m_aBlock;
   CAlignedVector<std::complex<float>> m_aFFTIn;
   CAlignedVector<std::complex<float>> m_aFFTOut;
   std::vector<float> m_afWindow;
-  std::vector<float> m_afMagnitudeDb;
   CFFTWPlanF m_plan;
 
   std::vector<std::int16_t> m_anAudio;

@@ -56,8 +56,11 @@ void CPlayerSession::SaveOptions(CMySettingsStore& store) const {
 }
 
 void CPlayerSession::PlanAhead(std::uint32_t nRateHz, const CDisplayFFTSetup& setup) {
-  if (!m_planned.insert({nRateHz, setup.m_nLinesPerSecond}).second) return;
-  CDSPDemodMain::PlanAhead(static_cast<int>(nRateHz), setup.m_nLinesPerSecond, FFT_PLAN_FAST);
+  // The mode of this play: the chain's other modes plan from wisdom (or estimate) when the
+  // user changes to them, which never holds up the audio.
+  const int nMode = PlayerModeNumber(m_options.m_strMode);
+  if (!m_planned.insert({nRateHz, setup.m_nLinesPerSecond, nMode}).second) return;
+  CDSPDemodMain::PlanAhead(setup.m_nLinesPerSecond, FFT_PLAN_FAST, nMode);
   // The display FFT, as the thread plans it (out of place).
   CAlignedVector<std::complex<float>> aIn(setup.m_nSize);
   CAlignedVector<std::complex<float>> aOut(setup.m_nSize);

@@ -11,7 +11,8 @@
 // end (on the player thread) that something changed, so that it can wake its own thread.
 //
 // Play never measures FFT plans on the player thread: the first play of a recording rate
-// plans the chain's and the display's sizes ahead, from wisdom when it exists.
+// and mode plans the chain's and the display's sizes ahead, from wisdom when it exists;
+// the thread itself plans only from wisdom or by estimate.
 
 #include <cstdint>
 #include <functional>
@@ -20,6 +21,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -154,7 +156,7 @@ class CPlayerSession {
   bool m_bStarted = false;
   std::uint32_t m_nCentreHz = 0;  // of the recording last played or clicked
   int m_nOffsetHz = 0;             // the tuning offset sent last
-  std::set<std::pair<std::uint32_t, int>> m_planned;  // (rate, lines per second) planned ahead
+  std::set<std::tuple<std::uint32_t, int, int>> m_planned;  // (rate, lines per second, mode) planned ahead
 
   // Written on the player thread: declared before the thread, so they outlive it.
   mutable std::mutex m_mutex;

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "recording/RiffFile.h"  // MMSYSERR_NOERROR, shared with the multimedia-file codes
+#include "recording/WaveHeader.h"
 
 using MMRESULT = std::uint32_t;
 
@@ -50,15 +51,8 @@ inline constexpr std::uint32_t WHDR_INQUEUE = 0x10;
 // "%s, Error code %d" with the text of the code ("Unknown error" for codes without one).
 std::string WaveOutErrorText(MMRESULT nResult);
 
-struct WAVEFORMATEX {
-  std::uint16_t wFormatTag = 0;
-  std::uint16_t nChannels = 0;
-  std::uint32_t nSamplesPerSec = 0;
-  std::uint32_t nAvgBytesPerSec = 0;
-  std::uint16_t nBlockAlign = 0;
-  std::uint16_t wBitsPerSample = 0;
-  std::uint16_t cbSize = 0;
-};
+// The output format is the one 'fmt ' record of the program.
+using WAVEFORMATEX = CWaveFormat;
 
 // One buffer of audio. The flags are the only field written by both sides (the owner
 // scans them for in-queue buffers while the sound system's thread marks buffers done),

@@ -7,7 +7,7 @@
 
 #include "EngineTestSupport.h"
 #include "dsp/FFTWPlan.h"
-#include "analysis/SpectrumKernel.h"
+#include "dsp/SpectrumKernel.h"
 #include "core/RegisteredMessages.h"
 #include "support/TestEnvironment.h"
 

@@ -1,14 +1,11 @@
 #pragma once
-// The computation of one spectrum row from one FFT block of raw IQ bytes: sample
-// conversion, IQ swap, window, and levels. No threads, no I/O; the FFT itself is the
-// caller's (an FFTW plan). The FFT workers and the benchmark's reference loop share it.
-//
-// Complex vectors are interleaved floats (I, Q), as FFTW's fftwf_complex.
+// The analysis's conversion of one FFT block of raw IQ bytes into interleaved complex floats,
+// in parts that the FFT workers convert on several threads.
 
 #include <cstddef>
 #include <cstdint>
 
-namespace SpectrumKernel {
+namespace BlockConversion {
 
 // The number of parts the sample conversion of one block is split into. The FFT workers
 // convert the parts on that many threads of the parallel-loop runtime.
@@ -33,16 +30,4 @@ void ConvertPart(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint
 void ConvertBlock(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint16_t nBitsPerSample,
                   std::uint32_t nFFTSize, int nParts, float* pWork);
 
-// pOut[n] = pIn[n] · pWindow[n] for each complex sample (real table times complex value).
-void ApplyWindow(const float* pIn, const float* pWindow, std::uint32_t nFFTSize, float* pOut);
-
-// 20·log10(N · 32767 · 0.5) computed in double precision, as a float: the level in dB that
-// a full-scale tone through the window "None" exceeds by about 6 dB.
-float ReferenceLevel(std::uint32_t nFFTSize);
-
-// Levels of one spectrum, ordered from the lowest frequency to the highest:
-// pLevels[j] = 20·log10(max(|X[(j + N/2) mod N]|, 1e-5)) − fReferenceDb.
-// A bin with no energy thus reads −100 dB − reference, the floor of every picture.
-void ComputeLevels(const float* pSpectrum, std::uint32_t nFFTSize, float fReferenceDb, float* pLevels);
-
-}  // namespace SpectrumKernel
+}  // namespace BlockConversion
