@@ -44,6 +44,9 @@ void CPlayerOverlay::Draw(QPainter& painter, const CPictureAnnotations::SMapping
   const double x1 = map.X(m_document.XAtFrequency(dHigh));
   const QRectF rcBand(std::min(x0, x1), map.rcPicture.top(), std::max(2.0, std::abs(x1 - x0)), map.rcPicture.height());
   painter.fillRect(rcBand, QColor(80, 160, 255, 60));
+  painter.setPen(QPen(QColor(120, 190, 255, 220), 1));
+  painter.drawLine(rcBand.topLeft(), rcBand.bottomLeft());
+  painter.drawLine(rcBand.topRight(), rcBand.bottomRight());
   const double xTuned = map.X(m_document.XAtFrequency(m_player.TunedFrequency()));
   painter.setPen(QPen(QColor(80, 160, 255, 200), 1, Qt::DotLine));
   painter.drawLine(QPointF(xTuned, map.rcPicture.top()), QPointF(xTuned, map.rcPicture.bottom()));

@@ -93,6 +93,7 @@ void CSpectrumScope::paintEvent(QPaintEvent*) {
     painter.setPen(QColor(170, 180, 200));
     for (double k = -std::floor(dHalfKHz / dStepKHz) * dStepKHz; k <= dHalfKHz; k += dStepKHz) {
       const double x = ColumnOfFrequency(m_dCentreHz + k * 1000.0);
+      if (x > rc.right() - 40) continue;  // the unit's place
       painter.drawLine(QPointF(x, rc.bottom()), QPointF(x, rc.bottom() + 4));
       const QString str = k == 0.0 ? QString("0") : QString("%1%2").arg(k > 0 ? "+" : "").arg(k);
       painter.drawText(QRectF(x - 30, rc.bottom() + 4, 60, kScaleHeight - 4), Qt::AlignCenter, str);
