@@ -177,8 +177,12 @@ class CPlayerTests : public QObject {
     SetMode(kAmMode);
     Null().EnableCapture(true);
     const double tClick = Start() + 20.0;
+    QElapsedTimer sinceClick;
+    sinceClick.start();
     ClickPicture(kAmHz + 1000.0, tClick);  // beside the carrier, which AM hears all the same
     QVERIFY(Player().IsPlaying());
+    QTRY_VERIFY(Null().SamplesConsumed() > 0);
+    qInfo("click to first audio: %lld ms", static_cast<long long>(sinceClick.elapsed()));
     QCOMPARE(Pane().TuningBar()->FrequencyText().left(6), QString("7.040."));
     QVERIFY(Player().TunedFrequency() > kAmHz + 500.0);
     // A second of audio after the first half second.
@@ -192,6 +196,8 @@ class CPlayerTests : public QObject {
     const double dAmpTone = sigtest::ToneAmplitude(af.data(), n, dTone, 48000.0);
     QVERIFY(sigtest::ToneAmplitude(af.data(), n, dOther, 48000.0) > 0.5 * dAmpTone);
     QVERIFY(sigtest::ToneAmplitude(af.data(), n, 700.0, 48000.0) < 0.05 * dAmpTone);
+    qInfo("tones: %.1f Hz (strongest), %.0f Hz at %.2f of its amplitude", dTone, dOther,
+          sigtest::ToneAmplitude(af.data(), n, dOther, 48000.0) / dAmpTone);
     Null().EnableCapture(false);
 
     // The scope: the strongest column is the carrier's (the click lies beside it).
@@ -291,6 +297,8 @@ class CPlayerTests : public QObject {
     const std::vector<std::int16_t> an = ReadWavSamples(strPath);
     QVERIFY(an.size() > 3 * 48000);
     QVERIFY2(LongestSilence(an, 4800) <= 512, qPrintable(QString::number(LongestSilence(an, 4800))));
+    qInfo("recorded %zu samples across the mode change; longest silence %zu samples", an.size(),
+          LongestSilence(an, 4800));
     SetMode(kAmMode);
     StopAndSettle();
   }
