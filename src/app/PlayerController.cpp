@@ -3,7 +3,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QStandardPaths>
-#include <cstdlib>
 
 #include "analysis/AnalysisSession.h"
 #include "core/Log.h"
@@ -11,21 +10,11 @@
 #include "persist/MySettingsStore.h"
 #include "player/AudioRecorder.h"
 
-namespace {
-
-// VEXLOR_AUDIO_DEVICE=null plays on the null clock (machines without a sound card, tests).
-EAudioBackendChoice PlayerAudioChoice() {
-  const char* psz = std::getenv("VEXLOR_AUDIO_DEVICE");
-  return psz && std::string(psz) == "null" ? EAudioBackendChoice::Null : EAudioBackendChoice::Auto;
-}
-
-}  // namespace
-
 CPlayerController::CPlayerController(CMySettingsStore& settings, CAnalysisSession& document, QObject* pParent)
     : QObject(pParent),
       m_settings(settings),
       m_document(document),
-      m_pSession(std::make_unique<CPlayerSession>(CreateAudioBackend(PlayerAudioChoice()))) {
+      m_pSession(std::make_unique<CPlayerSession>(CreateAudioBackend(AudioBackendChoiceFromEnvironment()))) {
   m_pSession->LoadOptions(settings);
   m_pSession->SetLogFunction([this](const std::string& strLine) { OnLogLine(strLine); });
   // The session tells of news on the player thread; one queued poll at a time wakes the GUI.
