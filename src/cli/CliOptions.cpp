@@ -6,13 +6,15 @@
 #include <cstdlib>
 #include <strings.h>
 
+#include "core/QuantityText.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
 #include "recording/WaveFileData.h"
 
 CCliOptions::CCliOptions(std::string command, std::set<std::string> valueOptions,
-                         std::set<std::string> flagOptions)
-    : m_command(std::move(command)),
+                         std::set<std::string> flagOptions, std::string program)
+    : m_program(std::move(program)),
+      m_command(std::move(command)),
       m_valueOptions(std::move(valueOptions)),
       m_flagOptions(std::move(flagOptions)) {}
 
@@ -95,7 +97,10 @@ bool CCliOptions::GetDouble(const std::string& name, double& value) const {
 }
 
 void CCliOptions::Error(const std::string& message) const {
-  std::fprintf(stderr, "vexlor-cli %s: %s\n", m_command.c_str(), message.c_str());
+  if (m_command.empty())
+    std::fprintf(stderr, "%s: %s\n", m_program.c_str(), message.c_str());
+  else
+    std::fprintf(stderr, "%s %s: %s\n", m_program.c_str(), m_command.c_str(), message.c_str());
 }
 
 bool CCliOptions::GetMode(const std::string& name, int& nMode) const {
@@ -136,24 +141,10 @@ bool CCliOptions::GetPassBand(const std::string& name, int& nLow, int& nHigh) co
 
 bool CCliOptions::ParseRecordingTime(const std::string& name, const std::string& text, std::int64_t tStart,
                                      double& dSeconds) const {
-  if (text.find('-') != std::string::npos || text.find(':') != std::string::npos) {
-    std::int64_t tUtc = 0;
-    if (!ParseUtcSeconds(text, tUtc)) {
-      Error("--" + name + ": \"" + text + "\" is not \"YYYY-MM-DD HH:MM:SS\" or seconds");
-      return false;
-    }
-    dSeconds = static_cast<double>(tUtc - tStart);
-    return true;
-  }
-  char* end = nullptr;
-  errno = 0;
-  const double d = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || errno == ERANGE) {
-    Error("--" + name + ": \"" + text + "\" is not \"YYYY-MM-DD HH:MM:SS\" or seconds");
-    return false;
-  }
-  dSeconds = d;
-  return true;
+  std::string strError;
+  if (ParseRecordingTimeText(text, tStart, dSeconds, strError)) return true;
+  Error("--" + name + ": " + strError);
+  return false;
 }
 
 bool CCliOptions::OpenRecording(const std::string& path, CRecordingDescription& desc) const {

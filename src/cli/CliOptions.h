@@ -1,6 +1,6 @@
 #pragma once
-// A small option parser shared by the sub-commands: positional arguments and
-// "--name value" / "--flag" options, with clear messages for what is wrong.
+// A small option parser shared by vexlor-cli's sub-commands and kelmorth: positional
+// arguments and "--name value" / "--flag" options, with clear messages for what is wrong.
 
 #include <cstdint>
 #include <map>
@@ -15,9 +15,10 @@ struct CRecordingDescription;
 
 class CCliOptions {
  public:
-  // valueOptions take a value ("--fft 4096"); flagOptions take none ("--json").
+  // valueOptions take a value ("--fft 4096"); flagOptions take none ("--json"). Messages
+  // begin with the program's name and the command (when not empty).
   CCliOptions(std::string command, std::set<std::string> valueOptions,
-              std::set<std::string> flagOptions);
+              std::set<std::string> flagOptions, std::string program = "vexlor-cli");
 
   // Parses args; on an unknown option or a missing value prints a message and returns false.
   bool Parse(const CliArgs& args);
@@ -43,10 +44,11 @@ class CCliOptions {
   // Recognises the recording FILE belongs to (the whole series).
   bool OpenRecording(const std::string& path, CRecordingDescription& desc) const;
 
-  // Prints "vexlor-cli CMD: message" on stderr.
+  // Prints "PROGRAM CMD: message" on stderr.
   void Error(const std::string& message) const;
 
  private:
+  std::string m_program;
   std::string m_command;
   std::set<std::string> m_valueOptions;
   std::set<std::string> m_flagOptions;

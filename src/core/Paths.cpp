@@ -38,3 +38,12 @@ fs::path DataFolder() {
 }
 
 fs::path PicturesFolder() { return Ensure(XdgFolder("XDG_PICTURES_DIR", "Pictures")); }
+
+bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b) {
+  std::error_code ec;
+  if (std::filesystem::equivalent(a, b, ec)) return true;
+  std::error_code ecA, ecB;
+  const std::filesystem::path ca = std::filesystem::weakly_canonical(a, ecA);
+  const std::filesystem::path cb = std::filesystem::weakly_canonical(b, ecB);
+  return !ecA && !ecB && ca == cb;
+}

@@ -20,3 +20,7 @@ std::filesystem::path PicturesFolder();
 
 // A folder that cannot be made is reported once as an engine fault (core/EngineFaults.h) and
 // its path is still returned; the write that follows fails with its own reason.
+
+// True when a and b name the same file: the same file on disk, or (for files that do not
+// exist yet) the same path once "..", "." and links are resolved.
+bool IsSameFile(const std::filesystem::path& a, const std::filesystem::path& b);

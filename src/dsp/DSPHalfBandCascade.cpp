@@ -61,21 +61,45 @@ int CDSPHalfBandCascade::Plan(float ratio, int inRateHz)
     // Walk from the last (lowest-rate) stage to the first: the sharp 59-tap filter is
     // needed only where the band edge is close to the output's Nyquist frequency.
     for (int index = last, visited = 0; index >= 0; --index, ++visited) {
-        SStage& stage = m_aStages[static_cast<std::size_t>(index)];
         const int stageRate = inRateHz >> index;
-        stage.bSimple = (visited > 2 && index <= (bReduced ? 3 : 1)) || (stageRate > 100000 && index < last - 1);
-        if (stage.bSimple)
-            continue;
-        stage.nTaps = (visited < 3 && !bReduced) ? 59 : 19;
-        const float* taps = stage.nTaps == 59 ? Prototype59().data() : Prototype19().data();
-        const int evenTaps = (stage.nTaps + 1) / 2;
-        stage.aEvenTaps.resize(static_cast<std::size_t>(evenTaps));
-        for (int m = 0; m < evenTaps; ++m)
-            stage.aEvenTaps[static_cast<std::size_t>(m)] = taps[2 * m];  // symmetric: reversed = same
-        stage.aEven.Resize(static_cast<std::size_t>(evenTaps - 1 + kStagePiece / 2 + 1));
-        stage.aOdd.Resize(static_cast<std::size_t>(evenTaps - 1 + kStagePiece / 2 + 1));
+        const bool bSimple = (visited > 2 && index <= (bReduced ? 3 : 1)) || (stageRate > 100000 && index < last - 1);
+        SetupStage(index, bSimple ? 4 : ((visited < 3 && !bReduced) ? 59 : 19));
     }
     return m_nDecimation;
+}
+
+int CDSPHalfBandCascade::PlanStages(const std::vector<int>& stageTaps)
+{
+    m_nStages = 0;
+    m_nDecimation = 1;
+    for (SStage& stage : m_aStages)
+        stage = SStage{};
+    if (stageTaps.size() > static_cast<std::size_t>(kMaxStages))
+        return m_nDecimation;
+    for (const int taps : stageTaps)
+        if (taps != 4 && taps != 19 && taps != 59)
+            return m_nDecimation;
+    m_nStages = static_cast<int>(stageTaps.size());
+    m_nDecimation = 1 << m_nStages;
+    for (int index = 0; index < m_nStages; ++index)
+        SetupStage(index, stageTaps[static_cast<std::size_t>(index)]);
+    return m_nDecimation;
+}
+
+void CDSPHalfBandCascade::SetupStage(int index, int taps)
+{
+    SStage& stage = m_aStages[static_cast<std::size_t>(index)];
+    stage.bSimple = taps == 4;
+    if (stage.bSimple)
+        return;
+    stage.nTaps = taps;
+    const float* prototype = taps == 59 ? Prototype59().data() : Prototype19().data();
+    const int evenTaps = (taps + 1) / 2;
+    stage.aEvenTaps.resize(static_cast<std::size_t>(evenTaps));
+    for (int m = 0; m < evenTaps; ++m)
+        stage.aEvenTaps[static_cast<std::size_t>(m)] = prototype[2 * m];  // symmetric: reversed = same
+    stage.aEven.Resize(static_cast<std::size_t>(evenTaps - 1 + kStagePiece / 2 + 1));
+    stage.aOdd.Resize(static_cast<std::size_t>(evenTaps - 1 + kStagePiece / 2 + 1));
 }
 
 int CDSPHalfBandCascade::StageTaps(int index) const

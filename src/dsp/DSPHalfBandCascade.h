@@ -27,6 +27,10 @@ public:
     // largest power of two from 4096 down with q / D above 1.0 (1 when none, no stages).
     // inRateHz decides which early stages use the binomial filter. Resets all states.
     int Plan(float ratio, int inRateHz);
+    // Plans one stage per entry, in order from the input rate down, each with the filter
+    // named by its tap count: 4 (the binomial filter), 19 or 59. Returns the decimation
+    // 2^stages (1, no stage, for an empty list or any other tap count). Resets all states.
+    int PlanStages(const std::vector<int>& stageTaps);
 
     // Decimates n samples (any count; a stage keeps an odd sample for the next call);
     // writes the outputs to out and returns their count (about n / D).
@@ -56,6 +60,7 @@ private:
         std::complex<float> pending;
     };
 
+    void SetupStage(int index, int taps);
     int RunStage(SStage& stage, const std::complex<float>* in, int n, std::complex<float>* out);
 
     std::array<SStage, kMaxStages> m_aStages;

@@ -9,7 +9,7 @@
 #include "core/Int16Samples.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
-#include "persist/XMLMgr.h"
+#include "recording/DescriptionFile.h"
 #include "recording/WaveFileWriter.h"
 
 namespace {
@@ -174,29 +174,15 @@ class CDemoGenerator {
 
 bool WriteDescription(const std::filesystem::path& xmlPath, int n, std::uint32_t nDataBytes,
                       const CDemoOptions& options) {
-  const std::int64_t tStart = kDemoStartUtc + static_cast<std::int64_t>(n) * options.nSecondsPerFile;
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char created[64] = {};
-  std::strftime(created, sizeof created, "%d-%b-%Y %H:%M", &local);
-
-  CXMLMgr xml;
-  xml.SetEncodingUTF8(true);
-  xml.AddProcessingInstruction();
-  xml.AddHeaderComment(xmlPath.filename().string());
-  const pugi::xml_node root = xml.CreateRootElement(
-      "Brannock-Vexlor", {{"Description", "Saved recording data"}, {"Created", created}}, true);
-  xml.CreateElement(root, "Definition",
-                    {{"FirstFile", DemoFileName(0)},
-                     {"UTC", FormatUtcSeconds(tStart)},
-                     {"UTCSeconds", StrFormat("%lld", static_cast<long long>(tStart))},
-                     {"BytesPerSecond", StrFormat("%u", kDemoSampleRateHz * kBytesPerComplexSample)},
-                     {"SampleRate", StrFormat("%u", kDemoSampleRateHz)},
-                     {"RadioCenterFreq", StrFormat("%u", kDemoCenterFreqHz)},
-                     {"BitsPerSample", "16"}});
-  xml.CreateElement(root, "Size", {{"SizeInBytes", StrFormat("%u", nDataBytes)}});
-  return xml.Save(xmlPath);
+  CDescriptionFields fields;
+  fields.strFirstFile = DemoFileName(0);
+  fields.tStartUtc = kDemoStartUtc + static_cast<std::int64_t>(n) * options.nSecondsPerFile;
+  fields.nBytesPerSecond = kDemoSampleRateHz * kBytesPerComplexSample;
+  fields.nSampleRate = kDemoSampleRateHz;
+  fields.nCenterFrequency = kDemoCenterFreqHz;
+  fields.nBitsPerSample = 16;
+  fields.nDataBytes = nDataBytes;
+  return CDescriptionFile::Write(xmlPath, fields);
 }
 
 }  // namespace

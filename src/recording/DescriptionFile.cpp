@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <ctime>
 #include <system_error>
 
 #include "core/Log.h"
+#include "core/SystemTime.h"
 #include "core/EngineFaults.h"
 #include "persist/XMLMgr.h"
 #include "recording/RecordingCaches.h"
@@ -48,6 +50,31 @@ bool IsReadableFile(const std::filesystem::path& path) {
 }
 
 }  // namespace
+
+bool CDescriptionFile::Write(const std::filesystem::path& xmlPath, const CDescriptionFields& fields) {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char created[64] = {};
+  std::strftime(created, sizeof created, "%d-%b-%Y %H:%M", &local);
+
+  CXMLMgr xml;
+  xml.SetEncodingUTF8(true);
+  xml.AddProcessingInstruction();
+  xml.AddHeaderComment(xmlPath.filename().string());
+  const pugi::xml_node root = xml.CreateRootElement(
+      "Brannock-Vexlor", {{"Description", "Saved recording data"}, {"Created", created}}, true);
+  xml.CreateElement(root, "Definition",
+                    {{"FirstFile", fields.strFirstFile},
+                     {"UTC", FormatUtcSeconds(fields.tStartUtc)},
+                     {"UTCSeconds", StrFormat("%lld", static_cast<long long>(fields.tStartUtc))},
+                     {"BytesPerSecond", StrFormat("%u", fields.nBytesPerSecond)},
+                     {"SampleRate", StrFormat("%u", fields.nSampleRate)},
+                     {"RadioCenterFreq", StrFormat("%u", fields.nCenterFrequency)},
+                     {"BitsPerSample", StrFormat("%u", fields.nBitsPerSample)}});
+  xml.CreateElement(root, "Size", {{"SizeInBytes", StrFormat("%u", fields.nDataBytes)}});
+  return xml.Save(xmlPath);
+}
 
 CDescriptionValues CDescriptionValues::Parse(const std::string& strText) {
   CDescriptionValues values;

@@ -19,6 +19,17 @@
 
 class CXMLMgr;
 
+// What a description states about one file of a "Brannock" series.
+struct CDescriptionFields {
+  std::string strFirstFile;            // the series' first file name, ending in " 000.wav"
+  std::int64_t tStartUtc = 0;          // this file's start, seconds since 1970 (UTC)
+  std::uint32_t nBytesPerSecond = 0;
+  std::uint32_t nSampleRate = 0;       // Hz
+  std::uint32_t nCenterFrequency = 0;  // Hz
+  std::uint32_t nBitsPerSample = 16;
+  std::uint32_t nDataBytes = 0;        // the WAV file's 'data' chunk size
+};
+
 // The (name, value) list of a description: the attributes of "Definition" in document
 // order, followed by those of "Size".
 class CDescriptionValues {
@@ -44,6 +55,10 @@ class CDescriptionFile {
   // The description file beside a WAV file: the same path with ".xml" in place of the
   // extension; empty when the extension is not ".wav" in any letter case.
   static std::filesystem::path SidePath(const std::filesystem::path& wavPath);
+
+  // Writes the description document of one file (atomically, through CXMLMgr). False when
+  // it cannot be saved.
+  static bool Write(const std::filesystem::path& xmlPath, const CDescriptionFields& fields);
 
   // The description XML text of a WAV file (UTF-8), empty when it has none; cached per path
   // for the life of the process. A description without a data size ("Size"/"SizeInBytes"

@@ -13,29 +13,9 @@
 
 namespace {
 
-struct CRunResult {
-  int nExitCode = -1;
-  std::string strOutput;  // stdout and stderr together
-};
+std::string Quote(const std::string& s) { return ShellQuote(s); }
 
-std::string Quote(const std::string& s) {
-  std::string q = "'";
-  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return q + "'";
-}
-
-CRunResult RunCli(const std::string& args) {
-  CRunResult r;
-  const std::string command = Quote(VEXLOR_CLI_PATH) + " " + args + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return r;
-  char buf[4096];
-  std::size_t n;
-  while ((n = std::fread(buf, 1, sizeof buf, pipe)) > 0) r.strOutput.append(buf, n);
-  const int status = pclose(pipe);
-  r.nExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return r;
-}
+CRunResult RunCli(const std::string& args) { return RunProgram(VEXLOR_CLI_PATH, args); }
 
 // The demonstration recording, written once for the whole suite.
 class CliTest : public ::testing::Test {

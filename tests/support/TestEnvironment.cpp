@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -74,4 +75,23 @@ std::vector<std::string> FolderNames(const std::filesystem::path& folder) {
     names.push_back(it->path().filename().string());
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::string ShellQuote(const std::string& s) {
+  std::string q = "'";
+  for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return q + "'";
+}
+
+CRunResult RunProgram(const std::string& program, const std::string& args, const std::string& strPrefix) {
+  CRunResult r;
+  const std::string command = strPrefix + ShellQuote(program) + " " + args + " 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return r;
+  char buf[4096];
+  std::size_t n;
+  while ((n = std::fread(buf, 1, sizeof buf, pipe)) > 0) r.strOutput.append(buf, n);
+  const int status = pclose(pipe);
+  r.nExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return r;
 }

@@ -37,3 +37,17 @@ int RunInChild(const std::function<int()>& body, std::uint64_t nFileSizeLimit = 
 
 // The names of the entries of a folder, sorted.
 std::vector<std::string> FolderNames(const std::filesystem::path& folder);
+
+// A program run through the shell: its exit code (-1 when it did not exit normally) and
+// its standard output and error together.
+struct CRunResult {
+  int nExitCode = -1;
+  std::string strOutput;
+};
+
+// s in single quotes for the shell.
+std::string ShellQuote(const std::string& s);
+
+// Runs "program args" through the shell (args already quoted as needed); strPrefix goes in
+// front of the program (an "env ..." for instance).
+CRunResult RunProgram(const std::string& program, const std::string& args, const std::string& strPrefix = {});
