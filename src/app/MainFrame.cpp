@@ -21,11 +21,15 @@
 #include <QStatusBar>
 #include <QToolBar>
 #include <QScreen>
+#include <QScrollArea>
 #include <QUrl>
 
 #include "analysis/AnalysisThreadPool.h"
 #include "analysis/Palettes.h"
 #include "analysis/ProjectFile.h"
+#include "app/PlayerController.h"
+#include "app/PlayerOverlay.h"
+#include "app/PlayerPane.h"
 #include "app/ManualScalePane.h"
 #include "app/ProjectProgressDialog.h"
 #include "app/PropertiesPane.h"
@@ -74,14 +78,18 @@ CMainFrame::CMainFrame(CVexlorApp& app)
   m_pView = new CVexlorView(app, m_logTarget, this);
   setCentralWidget(m_pView);
   m_pStatus = new CStatusPanes(*statusBar(), m_pView->Session());
+  m_pPlayer = new CPlayerController(app.Settings(), m_pView->Session(), this);
+  m_pPlayerOverlay = std::make_unique<CPlayerOverlay>(*m_pPlayer, m_pView->Session());
+  m_pView->SetPlayerOverlay(m_pPlayerOverlay.get());
 
   CreateActions();
   CreateMenusAndToolbar();
+  CreatePlayerActions();
   CreateDocks();
   UpdateRecentFiles();
 
   connect(m_pView, &CVexlorView::TitleChanged, this, &QWidget::setWindowTitle);
-  connect(m_pView, &CVexlorView::PointChanged, m_pStatus, &CStatusPanes::ShowPoint);
+  ConnectPlayer();
   connect(m_pView, &CVexlorView::PointClicked, this, [this](const CPictureClick& click) {
     m_pStatus->ShowPoint(true, click);
     m_pStatus->ShowMessage(QString("Marked %1 at %2")
@@ -102,6 +110,11 @@ CMainFrame::CMainFrame(CVexlorApp& app)
 }
 
 CMainFrame::~CMainFrame() {
+  // The player goes first: its thread posts to the view's session.
+  m_pView->disconnect(this);
+  m_pView->SetPlayerOverlay(nullptr);
+  delete m_pPlayer;
+  m_pPlayer = nullptr;
   m_logTarget.Close();
   // The status panes and the view (with its session) refer to each other and to the log
   // target: they go first, while everything they refer to is still there.
@@ -295,7 +308,6 @@ void CMainFrame::CreateDocks() {
     const char* pszText;
     Qt::DockWidgetArea eArea;
   } kPanes[] = {
-      {"Player", "Click a point of the picture to mark it.\nThe player comes here.", Qt::RightDockWidgetArea},
       {"Signal History", "The level at one frequency over the recording comes here.", Qt::BottomDockWidgetArea},
       {"Tags", "The tags of the recording come here.", Qt::RightDockWidgetArea},
   };
@@ -310,6 +322,11 @@ void CMainFrame::CreateDocks() {
     addDockWidget(pane.eArea, pDock);
     m_pPanesMenu->addAction(pDock->toggleViewAction());
   }
+  auto* pPlayer = new QDockWidget("Player", this);
+  pPlayer->setObjectName("PlayerPane");
+  pPlayer->setWidget(CreatePlayerPane());
+  addDockWidget(Qt::RightDockWidgetArea, pPlayer);
+  m_pPanesMenu->addAction(pPlayer->toggleViewAction());
   auto* pScaleDock = new QDockWidget("Manual Scale", this);
   pScaleDock->setObjectName("ManualScalePane");
   m_pManualScale = new CManualScalePane(m_app.Settings(), pScaleDock);
@@ -329,7 +346,7 @@ void CMainFrame::CreateDocks() {
   const auto docks = findChildren<QDockWidget*>();
   for (QDockWidget* p : docks)
     if (p != pProperties && dockWidgetArea(p) == Qt::RightDockWidgetArea) tabifyDockWidget(pProperties, p);
-  pProperties->raise();
+  pPlayer->raise();
   for (QDockWidget* p : docks)
     if (dockWidgetArea(p) == Qt::BottomDockWidgetArea) p->hide();
 }
@@ -365,6 +382,7 @@ void CMainFrame::SetPalette(int nPalette) {
   m_app.SetPalette(nPalette);
   if (QAction* p = Action(QString("Palette%1").arg(CPalettes::Normalise(nPalette)))) p->setChecked(true);
   m_pView->ApplyColouring();
+  m_pPlayerPane->SetPalette(CPalettes::Normalise(nPalette));
 }
 
 bool CMainFrame::StartAnalysis(const char* pszCommand) {
@@ -585,3 +603,75 @@ void CMainFrame::dropEvent(QDropEvent* pEvent) {
   // Opened after the drop has ended, so that a dialog does not run inside the drag.
   QMetaObject::invokeMethod(this, [this, strPath] { OpenFile(strPath); }, Qt::QueuedConnection);
 }
+
+// --- The player -----------------------------------------------------------------------------
+
+void CMainFrame::CreatePlayerActions() {
+  AddAction("Play", "&Play", QKeySequence(Qt::Key_F6), "Play the recording from the start of the analysed range",
+            &CMainFrame::OnPlay);
+  AddAction("PauseResume", "P&ause", QKeySequence(Qt::Key_Space), "Pause or resume play", &CMainFrame::OnPauseResume);
+  AddAction("Stop", "&Stop", QKeySequence(Qt::Key_F8), "Stop play", &CMainFrame::OnStop);
+  Action("Play")->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
+  Action("PauseResume")->setIcon(style()->standardIcon(QStyle::SP_MediaPause));
+  Action("Stop")->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
+  // The "Player" menu before "Tools"; its toolbar after the main one.
+  QAction* pBefore = nullptr;
+  for (QAction* p : menuBar()->actions())
+    if (p->text() == "&Tools") pBefore = p;
+  auto* pMenu = new QMenu("&Player", this);
+  menuBar()->insertMenu(pBefore, pMenu);
+  QToolBar* pBar = addToolBar("Player");
+  pBar->setObjectName("PlayerToolBar");
+  for (const char* psz : {"Play", "PauseResume", "Stop"}) {
+    pMenu->addAction(Action(psz));
+    pBar->addAction(Action(psz));
+  }
+}
+
+QWidget* CMainFrame::CreatePlayerPane() {
+  m_pPlayerPane = new CPlayerPane(*m_pPlayer, Action("Play"), Action("PauseResume"), Action("Stop"));
+  m_pPlayerPane->SetPalette(CPalettes::Normalise(m_app.Palette()));
+  auto* pScroll = new QScrollArea;
+  pScroll->setWidget(m_pPlayerPane);
+  pScroll->setWidgetResizable(true);
+  pScroll->setFrameShape(QFrame::NoFrame);
+  pScroll->setMinimumWidth(300);
+  return pScroll;
+}
+
+void CMainFrame::ConnectPlayer() {
+  // While playing, the status bar's point is the playing point; otherwise the mouse's.
+  connect(m_pView, &CVexlorView::PointChanged, m_pStatus, [this](bool bInside, const CPictureClick& click) {
+    if (!m_pPlayer || !m_pPlayer->HasPlayingPoint()) m_pStatus->ShowPoint(bInside, click);
+  });
+  connect(m_pView, &CVexlorView::PointClicked, m_pPlayer, &CPlayerController::PlayAt);
+  connect(m_pView, &CVexlorView::RangeSelected, m_pPlayer, &CPlayerController::SetRepeatRange);
+  connect(m_pPlayer, &CPlayerController::ErrorRaised, this, &CMainFrame::ShowError);
+  connect(m_pPlayer, &CPlayerController::TuningChanged, m_pView->viewport(), qOverload<>(&QWidget::update));
+  connect(m_pPlayer, &CPlayerController::StateChanged, this, [this] {
+    UpdatePlayerCommands();
+    m_pView->viewport()->update();
+    if (!m_pPlayer->HasPlayingPoint()) return;
+    const CAnalysisSession& session = m_pView->Session();
+    const int nX = static_cast<int>(session.XAtFrequency(m_pPlayer->TunedFrequency()));
+    const int nY = static_cast<int>(m_pPlayerOverlay->PictureY(m_pPlayer->PlayingPointUtc()));
+    const CPictureClick point = session.Click(std::clamp(nX, 0, std::max(0, session.Width() - 1)), nY);
+    m_pStatus->ShowPoint(point.m_bInside, point);
+  });
+  UpdatePlayerCommands();
+}
+
+void CMainFrame::UpdatePlayerCommands() {
+  const bool bPlaying = m_pPlayer->IsPlaying();
+  Action("PauseResume")->setEnabled(bPlaying);
+  Action("Stop")->setEnabled(bPlaying);
+  Action("PauseResume")->setText(m_pPlayer->IsPaused() ? "Res&ume" : "P&ause");
+  Action("PauseResume")
+      ->setIcon(style()->standardIcon(m_pPlayer->IsPaused() ? QStyle::SP_MediaPlay : QStyle::SP_MediaPause));
+}
+
+void CMainFrame::OnPlay() { m_pPlayer->Play(); }
+
+void CMainFrame::OnPauseResume() { m_pPlayer->TogglePause(); }
+
+void CMainFrame::OnStop() { m_pPlayer->Stop(); }

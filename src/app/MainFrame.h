@@ -16,6 +16,9 @@ class QActionGroup;
 class QComboBox;
 class QDockWidget;
 class QMenu;
+class CPlayerController;
+class CPlayerOverlay;
+class CPlayerPane;
 class CManualScalePane;
 class CPropertiesPane;
 class CStatusPanes;
@@ -33,6 +36,8 @@ class CMainFrame final : public QMainWindow {
   CVexlorView& View() { return *m_pView; }
   CStatusPanes& StatusPanes() { return *m_pStatus; }
   CPropertiesPane& Properties() { return *m_pProperties; }
+  CPlayerController& Player() { return *m_pPlayer; }
+  CPlayerPane& PlayerPane() { return *m_pPlayerPane; }
   CManualScalePane& ManualScale() { return *m_pManualScale; }
   QAction* Action(const QString& strName) const;
   QComboBox* ThreadList() const { return m_pThreads; }
@@ -60,6 +65,10 @@ class CMainFrame final : public QMainWindow {
   void OnScreenshot();
   void OnOpenSettings();
   void SetPalette(int nPalette);
+  // The player's commands: Play (F6), Pause/Resume (Space), Stop (F8).
+  void OnPlay();
+  void OnPauseResume();
+  void OnStop();
 
   // Shows the New/Edit Project dialog; on acceptance the options become the document's,
   // "CurrentAnalysisOptions.xml" is saved and the analysis starts.
@@ -74,6 +83,11 @@ class CMainFrame final : public QMainWindow {
   void CreateActions();
   void CreateMenusAndToolbar();
   void CreateDocks();
+  // The player: its commands, its pane in the "Player" dock and its links to the view.
+  void CreatePlayerActions();
+  QWidget* CreatePlayerPane();
+  void ConnectPlayer();
+  void UpdatePlayerCommands();
   void UpdateRecentFiles();
   void UpdateCommands();
   bool StartAnalysis(const char* pszCommand);
@@ -86,6 +100,9 @@ class CMainFrame final : public QMainWindow {
   CVexlorView* m_pView = nullptr;
   CStatusPanes* m_pStatus = nullptr;
   CPropertiesPane* m_pProperties = nullptr;
+  CPlayerController* m_pPlayer = nullptr;
+  std::unique_ptr<CPlayerOverlay> m_pPlayerOverlay;
+  CPlayerPane* m_pPlayerPane = nullptr;
   CManualScalePane* m_pManualScale = nullptr;
   QComboBox* m_pThreads = nullptr;
   QComboBox* m_pFFTHint = nullptr;

@@ -21,12 +21,6 @@ namespace {
 constexpr const char* kPaletteKey = "CVexlorApp::m_ePalette";
 constexpr const char* kRecentFilesKey = "CVexlorApp::RecentFiles";
 
-// VEXLOR_AUDIO_DEVICE=null plays on the null clock (machines without a sound card, tests).
-EAudioBackendChoice AudioChoice() {
-  const char* psz = std::getenv("VEXLOR_AUDIO_DEVICE");
-  return psz && std::string(psz) == "null" ? EAudioBackendChoice::Null : EAudioBackendChoice::Auto;
-}
-
 }  // namespace
 
 const char* CVexlorApp::Usage() {
@@ -85,7 +79,7 @@ bool CVexlorApp::Initialise(const SCommandLine& commandLine, bool bShow) {
   // The settings store is open; the palette and the recent files come from it.
   m_ePalette = CPalettes::kDefault;
   m_settings.Read(kPaletteKey, m_ePalette);
-  m_pSounds = std::make_unique<CSoundPlayer>(CreateAudioBackend(AudioChoice()));
+  m_pSounds = std::make_unique<CSoundPlayer>(CreateAudioBackend(AudioBackendChoiceFromEnvironment()));
 
   m_pMainFrame = std::make_unique<CMainFrame>(*this);
   if (bShow) m_pMainFrame->showMaximized();

@@ -13,6 +13,7 @@
 
 #include "analysis/ImageScaling.h"
 #include "app/AnalyseStatusDlg.h"
+#include "app/PlayerOverlay.h"
 #include "app/VexlorApp.h"
 #include "core/MessageQueue.h"
 #include "player/SoundPlayer.h"
@@ -232,6 +233,7 @@ void CVexlorView::paintEvent(QPaintEvent*) {
   const CPictureAnnotations::SMapping map = Mapping();
   if (ShowGrid()) CPictureAnnotations::DrawGrid(painter, *m_pSession, map);
   CPictureAnnotations::DrawTags(painter, *m_pSession, map);
+  if (m_pPlayerOverlay) m_pPlayerOverlay->Draw(painter, map);
   if (m_bHaveMark) {
     painter.setPen(QPen(FromArgb(image.Colours().OverlayColour()), 1));
     const QPointF pt(ViewX(m_ptMark.x() + 0.5), ViewY(m_ptMark.y() + 0.5));
@@ -285,6 +287,13 @@ void CVexlorView::keyPressEvent(QKeyEvent* pEvent) {
 
 void CVexlorView::mouseMoveEvent(QMouseEvent* pEvent) {
   int nX = 0, nY = 0;
+  if (m_bRangeDrag && m_pPlayerOverlay) {
+    const QPoint pt = pEvent->position().toPoint();
+    PicturePixelAt(QPoint(PictureArea().center().x(), std::clamp(pt.y(), PictureArea().top(), PictureArea().bottom())),
+                   nX, nY);
+    m_pPlayerOverlay->SetDrag(m_tRangeFrom, m_pSession->Click(nX, nY).m_tTime);
+    viewport()->update();
+  }
   if (PicturePixelAt(pEvent->position().toPoint(), nX, nY))
     emit PointChanged(true, m_pSession->Click(nX, nY));
   else
@@ -294,10 +303,29 @@ void CVexlorView::mouseMoveEvent(QMouseEvent* pEvent) {
 void CVexlorView::mousePressEvent(QMouseEvent* pEvent) {
   int nX = 0, nY = 0;
   if (pEvent->button() != Qt::LeftButton || !PicturePixelAt(pEvent->position().toPoint(), nX, nY)) return;
+  if ((pEvent->modifiers() & Qt::ShiftModifier) && m_pPlayerOverlay) {
+    m_bRangeDrag = true;
+    m_tRangeFrom = m_pSession->Click(nX, nY).m_tTime;
+    m_pPlayerOverlay->SetDrag(m_tRangeFrom, m_tRangeFrom);
+    viewport()->update();
+    return;
+  }
   m_bHaveMark = true;
   m_ptMark = QPoint(nX, nY);
   viewport()->update();
   emit PointClicked(m_pSession->Click(nX, nY));
+}
+
+void CVexlorView::mouseReleaseEvent(QMouseEvent* pEvent) {
+  if (!m_bRangeDrag || pEvent->button() != Qt::LeftButton) return;
+  m_bRangeDrag = false;
+  int nX = 0, nY = 0;
+  const QPoint pt = pEvent->position().toPoint();
+  PicturePixelAt(QPoint(PictureArea().center().x(), std::clamp(pt.y(), PictureArea().top(), PictureArea().bottom())),
+                 nX, nY);
+  if (m_pPlayerOverlay) m_pPlayerOverlay->ClearDrag();
+  viewport()->update();
+  emit RangeSelected(m_tRangeFrom, m_pSession->Click(nX, nY).m_tTime);
 }
 
 void CVexlorView::leaveEvent(QEvent*) { emit PointChanged(false, CPictureClick{}); }

@@ -23,6 +23,7 @@
 #include "render/PictureAnnotations.h"
 
 class CAnalyseStatusDlg;
+class CPlayerOverlay;
 class CVexlorApp;
 
 class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionListener {
@@ -73,11 +74,16 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   // The rectangle the picture occupies in the viewport.
   QRect PictureArea() const;
 
+  // The player: drawn over the picture; a Shift+drag selects a time range.
+  void SetPlayerOverlay(CPlayerOverlay* pOverlay) { m_pPlayerOverlay = pOverlay; }
+
  signals:
   void TitleChanged(const QString& strTitle);
   // The point under the mouse (bInside false: none) and a click's point.
   void PointChanged(bool bInside, const CPictureClick& click);
   void PointClicked(const CPictureClick& click);
+  // A time range dragged with Shift (UTC seconds, in the order dragged).
+  void RangeSelected(double tFromUtc, double tToUtc);
   void RunStateChanged(bool bBusy);
 
  protected:
@@ -88,6 +94,7 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   void keyPressEvent(QKeyEvent* pEvent) override;
   void mouseMoveEvent(QMouseEvent* pEvent) override;
   void mousePressEvent(QMouseEvent* pEvent) override;
+  void mouseReleaseEvent(QMouseEvent* pEvent) override;
   void leaveEvent(QEvent* pEvent) override;
 
  private:
@@ -120,4 +127,7 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   int m_nZoomStep = 0;
   bool m_bHaveMark = false;
   QPoint m_ptMark;  // the last click, in picture pixels
+  CPlayerOverlay* m_pPlayerOverlay = nullptr;
+  bool m_bRangeDrag = false;
+  double m_tRangeFrom = 0.0;  // UTC seconds where the Shift+drag began
 };

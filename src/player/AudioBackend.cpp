@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 
 #include "player/NullAudioBackend.h"
 #include "player/PortAudioBackend.h"
@@ -12,6 +13,11 @@ std::shared_ptr<CAudioBackend> CreateAudioBackend(EAudioBackendChoice eChoice) {
   if (eChoice == EAudioBackendChoice::SoundCard) return pSoundCard;
   if (pSoundCard->IsAvailable() && !pSoundCard->PlaybackDevices().empty()) return pSoundCard;
   return std::make_shared<CNullAudioBackend>();
+}
+
+EAudioBackendChoice AudioBackendChoiceFromEnvironment() {
+  const char* psz = std::getenv("VEXLOR_AUDIO_DEVICE");
+  return psz && std::string(psz) == "null" ? EAudioBackendChoice::Null : EAudioBackendChoice::Auto;
 }
 
 std::vector<CPlaybackDevice> SortedPlaybackDevices(CAudioBackend& backend) {

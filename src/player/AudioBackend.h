@@ -37,6 +37,9 @@ enum class EAudioBackendChoice {
 };
 
 std::shared_ptr<CAudioBackend> CreateAudioBackend(EAudioBackendChoice eChoice);
+// The desktop application's choice: VEXLOR_AUDIO_DEVICE=null plays on the null clock
+// (machines without a sound card, tests); otherwise Auto.
+EAudioBackendChoice AudioBackendChoiceFromEnvironment();
 
 // The playback list as shown and logged: sorted by name, case-insensitively, with the
 // numbers moving with their names.

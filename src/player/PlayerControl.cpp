@@ -80,6 +80,34 @@ CSeriesPosition SeriesPositionAt(const CRecordingDescription& desc, double tSeco
 
 std::uint32_t PlayRate(const CRecordingDescription& desc) { return DataRate(desc); }
 
+double SeriesSecondsAt(const CRecordingDescription& desc, std::size_t nFileIndex, std::uint32_t nOffset) {
+  const std::uint32_t nRate = DataRate(desc);
+  const std::uint64_t nFrame = FrameBytes(desc);
+  if (nRate == 0 || nFrame == 0) return 0.0;
+  std::uint64_t nByte = nOffset;
+  for (std::size_t i = 0; i < nFileIndex && i < desc.m_anFileSizes.size(); ++i) nByte += desc.m_anFileSizes[i];
+  return static_cast<double>(nByte / nFrame) / nRate;
+}
+
+void PassBandFrequencies(int nMode, int nFilterLow, int nFilterHigh, double dTunedHz, double& dLowHz,
+                         double& dHighHz) {
+  const double dLow = std::min(nFilterLow, nFilterHigh);
+  const double dHigh = std::max(nFilterLow, nFilterHigh);
+  switch (CDSPDemodMain::PassBandOf(nMode)) {
+    case EPassBand::eLower:
+      dLowHz = dTunedHz - dHigh;
+      dHighHz = dTunedHz - dLow;
+      break;
+    case EPassBand::eUpper:
+      dLowHz = dTunedHz + dLow;
+      dHighHz = dTunedHz + dHigh;
+      break;
+    default:
+      dLowHz = dTunedHz - dHigh;
+      dHighHz = dTunedHz + dHigh;
+  }
+}
+
 double PlayDurationSeconds(const CRecordingDescription& desc) {
   const std::uint32_t nRate = DataRate(desc);
   if (FrameBytes(desc) == 0 || nRate == 0) return 0.0;

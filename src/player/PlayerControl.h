@@ -55,6 +55,14 @@ CSeriesPosition SeriesPositionAt(const CRecordingDescription& desc, double tSeco
 // The rate the player and the demodulator feed the chain at: the 'fmt ' rate of the files
 // (a Perseus recording's analysis rate can differ), and the recording's length at it.
 std::uint32_t PlayRate(const CRecordingDescription& desc);
+// The inverse walk: seconds from the recording's start of a point of its series (the file's
+// index in the series and the byte offset into its data), in whole sample frames.
+double SeriesSecondsAt(const CRecordingDescription& desc, std::size_t nFileIndex, std::uint32_t nOffset);
+// The pass band a mode hears around the tuned frequency, as frequencies: lower sideband
+// modes tuned - high .. tuned - low, upper ones tuned + low .. tuned + high, the others
+// tuned - high .. tuned + high.
+void PassBandFrequencies(int nMode, int nFilterLow, int nFilterHigh, double dTunedHz, double& dLowHz,
+                         double& dHighHz);
 double PlayDurationSeconds(const CRecordingDescription& desc);
 // Whether a channel at dFrequencyHz can be played from tStart (seconds from the start):
 // the recording has a rate, the frequency lies inside its band and the start inside it.

@@ -1,5 +1,6 @@
 #include "player/PlayerSession.h"
 
+#include <cmath>
 #include <cstring>
 
 #include "core/Log.h"
@@ -78,6 +79,7 @@ bool CPlayerSession::Play(const CRecordingDescription& desc, double tPlayStart, 
     m_spectrum.reset();
     m_state.m_bPlaying = true;
   }
+  m_nCentreHz = desc.m_nCenterFrequency;
   CDisplayFFTSetup setup;
   const auto log = [this](const std::string& strLine) { Emit(strLine); };
   const auto planAhead = [this](std::uint32_t nRateHz, const CDisplayFFTSetup& s) { PlanAhead(nRateHz, s); };
@@ -93,8 +95,31 @@ bool CPlayerSession::Play(const CRecordingDescription& desc, double tPlayStart, 
 
 bool CPlayerSession::PlayAtPoint(const CRecordingDescription& desc, const CPictureClick& click,
                                  double& dFrequencyHz) {
-  return ::PlayAtPoint(m_thread, desc, click, m_options, &m_target, [this](const std::string& s) { Emit(s); },
-                       dFrequencyHz);
+  if (!::PlayAtPoint(m_thread, desc, click, m_options, &m_target, [this](const std::string& s) { Emit(s); },
+                     dFrequencyHz))
+    return false;
+  m_nCentreHz = desc.m_nCenterFrequency;
+  m_nOffsetHz = static_cast<int>(dFrequencyHz - desc.m_nCenterFrequency);
+  return true;
+}
+
+bool CPlayerSession::Retune(const CRecordingDescription& desc, double dFrequencyHz) {
+  const double dHalfSpan = PlayRate(desc) / 2.0;
+  const double dOffset = dFrequencyHz - desc.m_nCenterFrequency;
+  if (PlayRate(desc) == 0 || std::abs(dOffset) >= dHalfSpan) return false;
+  m_nCentreHz = desc.m_nCenterFrequency;
+  SetTuningOffset(static_cast<int>(dOffset));
+  return true;
+}
+
+void CPlayerSession::PassBand(double& dLowHz, double& dHighHz) const {
+  PassBandFrequencies(PlayerModeNumber(m_options.m_strMode), m_options.m_nFilterLow, m_options.m_nFilterHigh,
+                      TunedFrequency(), dLowHz, dHighHz);
+}
+
+double CPlayerSession::PlayingPointSeconds(const CRecordingDescription& desc) const {
+  const CPlayerState state = State();
+  return SeriesSecondsAt(desc, state.m_nFileIndex, state.m_nPosition);
 }
 
 void CPlayerSession::SetRepeatRange(const CRecordingDescription& desc, double tStart, double tEnd) {
@@ -119,6 +144,17 @@ void CPlayerSession::SetPassBand(int nLowHz, int nHighHz) {
   m_thread.SendPassBand(m_options.m_nFilterLow, m_options.m_nFilterHigh);
 }
 
+void CPlayerSession::SetDisplayRate(const CRecordingDescription& desc, int nLinesPerSecond) {
+  m_options.m_nFFTLinesPerSecond = nLinesPerSecond;
+  if (!m_bStarted || !State().m_bPlaying || PlayRate(desc) == 0) return;
+  const CDisplayFFTSetup setup = DisplayFFTForRate(PlayRate(desc), nLinesPerSecond);
+  PlanAhead(PlayRate(desc), setup);
+  m_thread.SendDisplayFFT(setup.m_nSize, setup.m_nOverlap);
+  const auto nDestination = reinterpret_cast<std::uintptr_t>(&m_target);
+  for (int nTap = 0; nTap < 2; ++nTap)
+    m_thread.SendConfigureSpectrumTap(nTap, true, setup.m_nLinesPerSecond, nDestination);
+}
+
 void CPlayerSession::StartRecording(int eFormat, const std::string& strFolder, const std::string& strFileName,
                                     const std::vector<std::pair<int, std::string>>& aMetadata) {
   for (const auto& [nSlot, strText] : aMetadata) m_thread.SendRecordingMetadata(nSlot, strText);
@@ -135,7 +171,7 @@ std::optional<CDisplaySpectrum> CPlayerSession::TakeDisplaySpectrum() {
   return std::exchange(m_spectrum, std::nullopt);
 }
 
-std::optional<std::vector<float>> CPlayerSession::TakeTapSpectrum(int nTap) {
+std::optional<CDisplaySpectrum> CPlayerSession::TakeTapSpectrum(int nTap) {
   std::lock_guard lock(m_mutex);
   return std::exchange(m_aTapSpectra[nTap & 1], std::nullopt);
 }
@@ -182,7 +218,14 @@ bool CPlayerSession::OnMessage(CMessage& msg) {
       s.m_nBlocks = m_thread.BlocksProcessed();
       if (s.m_nBlocks > 0 && !m_thread.IsAudioOpen()) s.m_bDeviceFailed = true;
     } else if (msg.nMsg == RegMsgSDR::nMsgDemodFFTDemod) {
-      if (auto p = msg.TakePayload<CValuePayload<std::vector<float>>>()) m_aTapSpectra[msg.wParam & 1] = std::move(p->value);
+      auto p = msg.TakePayload<CValuePayload<std::vector<float>>>();
+      if (p && p->value.size() >= static_cast<std::size_t>(CDemodBackgroundThread::kSpectrumHeader)) {
+        CDisplaySpectrum spectrum;
+        spectrum.m_nSampleRate = static_cast<std::uint32_t>(p->value[3]);
+        spectrum.m_nPlayingSeconds = s.m_nPlayingSeconds;
+        spectrum.m_afLevels.assign(p->value.begin() + CDemodBackgroundThread::kSpectrumHeader, p->value.end());
+        m_aTapSpectra[msg.wParam & 1] = std::move(spectrum);
+      }
     } else if (msg.nMsg == RegMsgSDR::nMsgDemodFilePosn) {
       s.m_nFileIndex = static_cast<std::size_t>(msg.wParam);
       s.m_nPosition = static_cast<std::uint32_t>(msg.lParam);

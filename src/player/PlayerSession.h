@@ -89,6 +89,15 @@ class CPlayerSession {
             CDisplayFFTSetup* pSetup = nullptr);
   // Moves play to a clicked point of the picture; false for a click outside it.
   bool PlayAtPoint(const CRecordingDescription& desc, const CPictureClick& click, double& dFrequencyHz);
+  // Tunes to dFrequencyHz (the tuning offset from the recording's centre) without moving
+  // the play position; false when it lies outside the recording's band.
+  bool Retune(const CRecordingDescription& desc, double dFrequencyHz);
+  // The frequency the player is tuned to (the recording's centre until a click or a
+  // retune), and the pass band the mode hears around it.
+  double TunedFrequency() const { return static_cast<double>(m_nCentreHz) + m_nOffsetHz; }
+  void PassBand(double& dLowHz, double& dHighHz) const;
+  // The recording seconds of the playing point (the position reports).
+  double PlayingPointSeconds(const CRecordingDescription& desc) const;
   void SetRepeatRange(const CRecordingDescription& desc, double tStart, double tEnd);
   void SetRepeat(bool bRepeat) { m_thread.SetRepeat(bRepeat); }
   // Flips and saves "CVexlorView::m_bPlayerRepeat"; returns the new value.
@@ -99,7 +108,13 @@ class CPlayerSession {
   void Stop();
   void SetMode(int nMode);
   void SetPassBand(int nLowHz, int nHighHz);
-  void SetTuningOffset(int nOffsetHz) { m_thread.SendTuningOffset(nOffsetHz); }
+  void SetTuningOffset(int nOffsetHz) {
+    m_nOffsetHz = nOffsetHz;
+    m_thread.SendTuningOffset(nOffsetHz);
+  }
+  // The display rate of the player's spectra ("DemodPlayerFFT", 0 = 20 lines per second);
+  // while playing desc, the display FFT and both taps change at the next block.
+  void SetDisplayRate(const CRecordingDescription& desc, int nLinesPerSecond);
   void SetVolume(int nPercent) { m_thread.SetVolume(nPercent); }
   void SetMute(bool bMute) { m_thread.SetMute(bMute); }
   // Records the played audio (AUDIO_RECORD_WAV or AUDIO_RECORD_MP3) with the metadata
@@ -111,8 +126,9 @@ class CPlayerSession {
   CPlayerState State() const;
   // The newest display spectrum since the last call, if any came.
   std::optional<CDisplaySpectrum> TakeDisplaySpectrum();
-  // The newest spectrum of tap 0 or 1 since the last call.
-  std::optional<std::vector<float>> TakeTapSpectrum(int nTap);
+  // The newest spectrum of tap 0 (the IF before the channel filter) or 1 (after it) since
+  // the last call; its rate is the IF rate, centred on the tuned frequency.
+  std::optional<CDisplaySpectrum> TakeTapSpectrum(int nTap);
 
   // Ends play and the thread: recording stopped, file closed, device closed.
   void Shutdown();
@@ -138,6 +154,8 @@ class CPlayerSession {
   LogFunction m_log;
   CPlayerOptions m_options;
   bool m_bStarted = false;
+  std::uint32_t m_nCentreHz = 0;  // of the recording last played or clicked
+  int m_nOffsetHz = 0;             // the tuning offset sent last
   std::set<std::tuple<std::uint32_t, int, int>> m_planned;  // (rate, lines per second, mode) planned ahead
 
   // Written on the player thread: declared before the thread, so they outlive it.
@@ -145,7 +163,7 @@ class CPlayerSession {
   std::function<void()> m_onChange;
   CPlayerState m_state;
   std::optional<CDisplaySpectrum> m_spectrum;
-  std::optional<std::vector<float>> m_aTapSpectra[2];
+  std::optional<CDisplaySpectrum> m_aTapSpectra[2];
 
   CTarget m_target{*this};
   CDemodBackgroundThread m_thread;

@@ -76,6 +76,9 @@ TEST(PlayerControl, TimeFallsIntoTheRightFileAndOffset) {
   p = SeriesPositionAt(desc, 99.0);
   EXPECT_EQ(p.m_strFile, "c.wav");
   EXPECT_EQ(p.m_nOffset, 400000u);
+  // And back: a position report gives the recording time it plays.
+  EXPECT_DOUBLE_EQ(SeriesSecondsAt(desc, 1, 100000), 1.25);
+  EXPECT_DOUBLE_EQ(SeriesSecondsAt(desc, 0, 200002), 0.5);
 
   CPictureClick click;
   click.m_nHeight = 100;
@@ -83,6 +86,20 @@ TEST(PlayerControl, TimeFallsIntoTheRightFileAndOffset) {
   click.m_tBottom = 1.0;
   click.m_nY = 25;
   EXPECT_DOUBLE_EQ(ClickTime(click), 2.5);
+}
+
+// The band drawn over the displays is the one the channel filter passes.
+TEST(PlayerControl, PassBandLiesOnTheModesSide) {
+  double dLow = 0.0, dHigh = 0.0;
+  PassBandFrequencies(0, 300, 2700, 7'000'000.0, dLow, dHigh);  // LSB
+  EXPECT_DOUBLE_EQ(dLow, 6'997'300.0);
+  EXPECT_DOUBLE_EQ(dHigh, 6'999'700.0);
+  PassBandFrequencies(1, 2700, 300, 7'000'000.0, dLow, dHigh);  // USB, edges either way round
+  EXPECT_DOUBLE_EQ(dLow, 7'000'300.0);
+  EXPECT_DOUBLE_EQ(dHigh, 7'002'700.0);
+  PassBandFrequencies(6, 0, 5000, 7'000'000.0, dLow, dHigh);  // AM
+  EXPECT_DOUBLE_EQ(dLow, 6'995'000.0);
+  EXPECT_DOUBLE_EQ(dHigh, 7'005'000.0);
 }
 
 TEST(PlayerControl, FilterEdgesAreReadInEitherOrder) {
