@@ -453,6 +453,23 @@ SPictureRect CAnalysisSession::TagRect(const CTagDefinition& tag) const {
   return rect;
 }
 
+CTagDefinition CAnalysisSession::TagOfRect(int nX0, int nY0, int nX1, int nY1) const {
+  const int nLeft = std::min(nX0, nX1), nRight = std::max(nX0, nX1);
+  const int nTop = std::min(nY0, nY1), nBottom = std::max(nY0, nY1);
+  const double dLow = FrequencyAtX(nLeft);
+  const double dHigh = FrequencyAtX(std::max(nRight, nLeft + 1));
+  // The inverse of TagRect: the bottom edge is the first row, the top line the last.
+  const double tStart = std::round(TimeAtRow(Height() - nBottom));
+  const double tEnd = std::round(TimeAtRow(Height() - 1 - nTop));
+  CTagDefinition tag;
+  const auto hertz = [](double d) { return static_cast<std::uint32_t>(std::clamp(std::llround(d), 0LL, 0xFFFFFFFFLL)); };
+  tag.m_nFrequency = hertz((dLow + dHigh) / 2.0);
+  tag.m_nBandwidth = hertz(dHigh - dLow);
+  tag.m_tStartTime = static_cast<std::int64_t>(tStart);
+  tag.m_nDuration = static_cast<std::uint32_t>(std::max(1.0, tEnd - tStart));
+  return tag;
+}
+
 CPictureClick CAnalysisSession::Click(int nX, int nY) const {
   CPictureClick click;
   const double tRecordingStart = static_cast<double>(m_options.m_tRecordingStartUTC);

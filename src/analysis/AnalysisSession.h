@@ -236,6 +236,11 @@ class CAnalysisSession {
   int RowOfPixelY(int nY) const { return Height() - 1 - nY; }
   // A tag's band and time span as a rectangle of the picture.
   SPictureRect TagRect(const CTagDefinition& tag) const;
+  // The tag a rectangle of the picture marks (pixels, right and bottom exclusive, in any
+  // corner order): the band between its left and right edges (frequency its centre, both
+  // in whole hertz) and the time from its bottom row to its top row (whole seconds, at
+  // least 1). TagRect() of it gives the rectangle back where rows are a second or more apart.
+  CTagDefinition TagOfRect(int nX0, int nY0, int nX1, int nY1) const;
   // A point of the picture (pixels from its top-left corner).
   CPictureClick Click(int nX, int nY) const;
 

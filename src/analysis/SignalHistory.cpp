@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "core/Log.h"
+#include "core/SystemTime.h"
+
 void CSignalHistory::Clear() {
   m_aPoints.clear();
   m_bMinuteMode = false;
@@ -72,4 +75,11 @@ CSignalHistory::SScale CSignalHistory::Scale(bool bFixed) const {
   scale.dHigh = std::min(kFixedHigh, m_dMaximum + dMargin);
   scale.pszFormat = "%.2f";
   return scale;
+}
+
+std::string CSignalHistory::CsvText() const {
+  std::string str = "time,level\n";
+  for (const SPoint& point : m_aPoints)
+    str += StrFormat("%s,%.3f\n", FormatUtcSeconds(point.tSeconds).c_str(), point.dLevel);
+  return str;
 }

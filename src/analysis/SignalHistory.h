@@ -49,6 +49,10 @@ class CSignalHistory {
   // twentieth of their span (at least 0.01 / 20), within -150..0.
   SScale Scale(bool bFixed) const;
 
+  // The points as CSV: a header line "time,level", then one line per point with the UTC
+  // time "YYYY-MM-DD HH:MM:SS" and the level in dB ("%.3f").
+  std::string CsvText() const;
+
  private:
   void AddPoint(std::int64_t tSeconds, double dLevel);
 

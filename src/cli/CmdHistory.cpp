@@ -13,7 +13,6 @@
 #include "cli/Commands.h"
 #include "cli/ProjectInput.h"
 #include "core/Log.h"
-#include "core/SystemTime.h"
 #include "persist/MySettingsStore.h"
 
 int RunHistory(const CliArgs& args) {
@@ -45,9 +44,6 @@ int RunHistory(const CliArgs& args) {
                history.MinuteMode() ? " (one per minute)" : "", StrFormat(scale.pszFormat, scale.dLow).c_str(),
                StrFormat(scale.pszFormat, scale.dHigh).c_str());
 
-  std::printf("time,level\n");
-  for (const CSignalHistory::SPoint& point : history.Points()) {
-    std::printf("%s,%.3f\n", FormatUtcSeconds(point.tSeconds).c_str(), point.dLevel);
-  }
+  std::fputs(history.CsvText().c_str(), stdout);
   return 0;
 }

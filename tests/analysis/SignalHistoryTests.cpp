@@ -94,3 +94,10 @@ TEST(SignalHistory, AutomaticAndFixedScale) {
   EXPECT_EQ(s.dLow, -150.0);   // -149 - 7.35 limited
   EXPECT_EQ(s.dHigh, 0.0);     // -2 + 7.35 limited
 }
+
+// Catches local time or a lost sign in the CSV that the GUI copies and vexlor-cli prints.
+TEST(SignalHistory, PointsAsCsvInUtc) {
+  CSignalHistory history;
+  history.Fill(Rows(2, 30, -61.25f), 5, 2, 1700000000, 60);
+  EXPECT_EQ(history.CsvText(), "time,level\n2023-11-14 22:13:20,-61.250\n2023-11-14 22:13:50,-61.250\n");
+}
