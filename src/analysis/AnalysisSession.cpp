@@ -409,6 +409,13 @@ int CAnalysisSession::FrequencyColumn(double dFrequencyHz) const {
   return CAnalysisImage::FrequencyColumn(m_options, Width(), dFrequencyHz);
 }
 
+CAnalysisImage::SBinRange CAnalysisSession::ColumnBins(int nColumn) const {
+  const CAnalysisImage::SBinRange band = CAnalysisImage::SelectBins(m_options);
+  int nFirst = 0, nEnd = 0;
+  CColumnReducer::SourceOf(static_cast<int>(band.nCount), Width(), nColumn, nFirst, nEnd);
+  return {band.nFirst + static_cast<std::uint32_t>(nFirst), static_cast<std::uint32_t>(nEnd - nFirst)};
+}
+
 double CAnalysisSession::FrequencyAtX(double dX) const {
   const double dSpan = m_options.m_nAnalysisBandwidth;
   return m_options.m_nAnalysisCenterFreq - dSpan / 2.0 + dX / Width() * dSpan;

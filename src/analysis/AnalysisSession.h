@@ -228,6 +228,8 @@ class CAnalysisSession {
   // The linear scale of the analysed band over the picture's width: x = 0 is the band's low
   // edge, x = Width() its high edge (the frequency scale, tags, clicks).
   double FrequencyAtX(double dX) const;
+  // The FFT bins (indices 0 .. N - 1 of the spectrum) a column's values come from.
+  CAnalysisImage::SBinRange ColumnBins(int nColumn) const;
   double XAtFrequency(double dFrequencyHz) const;
   // Recording time (UTC seconds) of a picture row, and the row nearest a time (not clipped).
   double TimeAtRow(double dRow) const;
