@@ -6,6 +6,7 @@
 // the settings. Closing is refused (with a beep) while an analysis runs.
 
 #include <QMainWindow>
+#include <QPointer>
 #include <map>
 #include <memory>
 
@@ -16,7 +17,10 @@ class QActionGroup;
 class QComboBox;
 class QDockWidget;
 class QMenu;
+class CCurrentValuesDlg;
 class CPropertiesPane;
+class CSignalHistoryView;
+class CTagsPane;
 class CStatusPanes;
 class CVexlorApp;
 class CVexlorView;
@@ -32,6 +36,9 @@ class CMainFrame final : public QMainWindow {
   CVexlorView& View() { return *m_pView; }
   CStatusPanes& StatusPanes() { return *m_pStatus; }
   CPropertiesPane& Properties() { return *m_pProperties; }
+  CSignalHistoryView& History() { return *m_pHistory; }
+  CTagsPane& Tags() { return *m_pTags; }
+  CCurrentValuesDlg* CurrentValues() const;
   QAction* Action(const QString& strName) const;
   QComboBox* ThreadList() const { return m_pThreads; }
   QComboBox* FFTHintList() const { return m_pFFTHint; }
@@ -58,6 +65,10 @@ class CMainFrame final : public QMainWindow {
   void OnScreenshot();
   void OnOpenSettings();
   void SetPalette(int nPalette);
+  void OnCurrentValues();
+  void OnAbout();
+  // Charts a picture column in the "Signal History" pane and shows the pane.
+  void ShowHistory(int nColumn);
 
   // Shows the New/Edit Project dialog; on acceptance the options become the document's,
   // "CurrentAnalysisOptions.xml" is saved and the analysis starts.
@@ -72,6 +83,8 @@ class CMainFrame final : public QMainWindow {
   void CreateActions();
   void CreateMenusAndToolbar();
   void CreateDocks();
+  void CreateHistoryTagsAndScalePanes();
+  void RaisePane(QWidget* pContent);
   void UpdateRecentFiles();
   void UpdateCommands();
   bool StartAnalysis(const char* pszCommand);
@@ -84,6 +97,10 @@ class CMainFrame final : public QMainWindow {
   CVexlorView* m_pView = nullptr;
   CStatusPanes* m_pStatus = nullptr;
   CPropertiesPane* m_pProperties = nullptr;
+  CSignalHistoryView* m_pHistory = nullptr;
+  QDockWidget* m_pHistoryDock = nullptr;
+  CTagsPane* m_pTags = nullptr;
+  QPointer<CCurrentValuesDlg> m_pCurrentValues;
   QComboBox* m_pThreads = nullptr;
   QComboBox* m_pFFTHint = nullptr;
   QActionGroup* m_pPaletteGroup = nullptr;

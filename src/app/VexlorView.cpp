@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QDateTime>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPainter>
@@ -22,6 +23,9 @@ namespace {
 
 constexpr const char* kScaleAutomaticKey = "CVexlorView::m_bScaleAutomatic";
 constexpr const char* kShowLegendKey = "CVexlorView::m_bShowLegend";
+constexpr const char* kScaleContrastKey = "CVexlorView::m_nScaleContrast";
+constexpr const char* kScaleManualFirstKey = "CVexlorView::m_nScaleManualFirst";
+constexpr const char* kScaleManualSecondKey = "CVexlorView::m_nScaleManualSecond";
 constexpr const char* kProductName = "Vexlor";
 
 QColor FromArgb(std::uint32_t nArgb) { return QColor::fromRgba(nArgb); }
@@ -40,6 +44,9 @@ CVexlorView::CVexlorView(CVexlorApp& app, CMessageTarget& mainFrame, QWidget* pP
   m_pSession->LoadDefaultTags();
   app.Settings().Read(kScaleAutomaticKey, m_bScaleAutomatic);
   app.Settings().Read(kShowLegendKey, m_bShowLegend);
+  app.Settings().Read(kScaleContrastKey, m_nScaleContrast);
+  app.Settings().Read(kScaleManualFirstKey, m_nScaleManualFirst);
+  app.Settings().Read(kScaleManualSecondKey, m_nScaleManualSecond);
   m_runTimer.setInterval(CAnalysisSession::kTimerMs);
   connect(&m_runTimer, &QTimer::timeout, this, [this] { m_pSession->OnTimer(); });
   setMouseTracking(true);
@@ -80,10 +87,19 @@ bool CVexlorView::Analyse(QString& strError) {
 // --- Colouring and switches ---------------------------------------------------------------
 
 void CVexlorView::ApplyColouring() {
-  const CImageScaling& scaling = m_pSession->Image().Scaling();
-  m_pSession->SetColouring(m_app.Palette(), m_bScaleAutomatic, scaling.Contrast(), scaling.ManualFirst(),
-                           scaling.ManualSecond());
+  m_pSession->SetColouring(m_app.Palette(), m_bScaleAutomatic, m_nScaleContrast, m_nScaleManualFirst,
+                           m_nScaleManualSecond);
   viewport()->update();
+}
+
+void CVexlorView::SetScaleLevels(int nContrast, int nManualFirst, int nManualSecond) {
+  m_nScaleContrast = nContrast;
+  m_nScaleManualFirst = nManualFirst;
+  m_nScaleManualSecond = nManualSecond;
+  m_app.Settings().Write(kScaleContrastKey, nContrast);
+  m_app.Settings().Write(kScaleManualFirstKey, nManualFirst);
+  m_app.Settings().Write(kScaleManualSecondKey, nManualSecond);
+  ApplyColouring();
 }
 
 void CVexlorView::SetScaleAutomatic(bool bAutomatic) {
@@ -225,6 +241,13 @@ void CVexlorView::paintEvent(QPaintEvent*) {
   const CPictureAnnotations::SMapping map = Mapping();
   if (ShowGrid()) CPictureAnnotations::DrawGrid(painter, *m_pSession, map);
   CPictureAnnotations::DrawTags(painter, *m_pSession, map);
+  if (m_bTagDrag) {
+    QPen pen(FromArgb(image.Colours().OverlayColour()), 1, Qt::DashLine);
+    painter.setPen(pen);
+    const QPoint a(std::min(m_ptTagStart.x(), m_ptTagEnd.x()), std::min(m_ptTagStart.y(), m_ptTagEnd.y()));
+    const QPoint b(std::max(m_ptTagStart.x(), m_ptTagEnd.x()) + 1, std::max(m_ptTagStart.y(), m_ptTagEnd.y()) + 1);
+    painter.drawRect(QRectF(QPointF(ViewX(a.x()), ViewY(a.y())), QPointF(ViewX(b.x()), ViewY(b.y()))));
+  }
   if (m_bHaveMark) {
     painter.setPen(QPen(FromArgb(image.Colours().OverlayColour()), 1));
     const QPointF pt(ViewX(m_ptMark.x() + 0.5), ViewY(m_ptMark.y() + 0.5));
@@ -268,12 +291,31 @@ void CVexlorView::keyPressEvent(QKeyEvent* pEvent) {
     case Qt::Key_End:
       verticalScrollBar()->setValue(verticalScrollBar()->maximum());
       return;
+    case Qt::Key_Escape:
+      if (m_bTagArmed || m_bTagDrag) {
+        m_bTagArmed = m_bTagDrag = false;
+        unsetCursor();
+        viewport()->update();
+        return;
+      }
+      QAbstractScrollArea::keyPressEvent(pEvent);
+      return;
     default:
       QAbstractScrollArea::keyPressEvent(pEvent);
   }
 }
 
 void CVexlorView::mouseMoveEvent(QMouseEvent* pEvent) {
+  if (m_bTagDrag) {
+    // The rectangle follows the mouse, held within the picture.
+    const QRect rc = PictureArea();
+    const QPointF pt = pEvent->position();
+    m_ptTagEnd = QPoint(std::clamp(static_cast<int>(std::floor((pt.x() - rc.left() + horizontalScrollBar()->value()) / Zoom())), 0,
+                                   m_pSession->Width() - 1),
+                        std::clamp(static_cast<int>(std::floor((pt.y() - rc.top() + verticalScrollBar()->value()) / Zoom())), 0,
+                                   m_pSession->Height() - 1));
+    viewport()->update();
+  }
   int nX = 0, nY = 0;
   if (PicturePixelAt(pEvent->position().toPoint(), nX, nY))
     emit PointChanged(true, m_pSession->Click(nX, nY));
@@ -284,13 +326,69 @@ void CVexlorView::mouseMoveEvent(QMouseEvent* pEvent) {
 void CVexlorView::mousePressEvent(QMouseEvent* pEvent) {
   int nX = 0, nY = 0;
   if (pEvent->button() != Qt::LeftButton || !PicturePixelAt(pEvent->position().toPoint(), nX, nY)) return;
+  if (m_bTagArmed || (pEvent->modifiers() & Qt::AltModifier)) {
+    m_bTagArmed = false;
+    m_bTagDrag = true;
+    m_ptTagStart = m_ptTagEnd = QPoint(nX, nY);
+    viewport()->update();
+    return;
+  }
+  m_bHaveMark = true;
+  m_ptMark = QPoint(nX, nY);
+  viewport()->update();
+  // Ctrl+click charts the column's history; it does not play.
+  if (pEvent->modifiers() & Qt::ControlModifier) {
+    emit HistoryRequested(nX);
+    return;
+  }
+  emit PointClicked(m_pSession->Click(nX, nY));
+}
+
+void CVexlorView::leaveEvent(QEvent*) { emit PointChanged(false, CPictureClick{}); }
+
+void CVexlorView::mouseReleaseEvent(QMouseEvent* pEvent) {
+  if (!m_bTagDrag || pEvent->button() != Qt::LeftButton) return;
+  m_bTagDrag = false;
+  unsetCursor();
+  viewport()->update();
+  // The pixels from start to end, both included.
+  const CTagDefinition tag = m_pSession->TagOfRect(
+      std::min(m_ptTagStart.x(), m_ptTagEnd.x()), std::min(m_ptTagStart.y(), m_ptTagEnd.y()),
+      std::max(m_ptTagStart.x(), m_ptTagEnd.x()) + 1, std::max(m_ptTagStart.y(), m_ptTagEnd.y()) + 1);
+  emit TagRectangleDrawn(tag);
+}
+
+void CVexlorView::contextMenuEvent(QContextMenuEvent* pEvent) {
+  int nX = 0, nY = 0;
+  if (!PicturePixelAt(pEvent->pos(), nX, nY)) return;
+  QMenu menu(this);
+  menu.addAction("Signal history here\tCtrl+click", this, [this, nX] { emit HistoryRequested(nX); });
+  menu.addAction("Tag a rectangle...\tAlt+drag", this, &CVexlorView::BeginTagRectangle);
+  menu.exec(pEvent->globalPos());
+}
+
+void CVexlorView::BeginTagRectangle() {
+  if (m_pSession->Image().Rows().Count() == 0) return;
+  m_bTagArmed = true;
+  setCursor(Qt::CrossCursor);
+}
+
+void CVexlorView::ShowTag(const CTagDefinition& tag) {
+  const SPictureRect rect = m_pSession->TagRect(tag);
+  if (!rect.bVisible) return;
+  // The tag's middle into the middle of the view.
+  const QRect rc = PictureArea();
+  const double dZoom = Zoom();
+  horizontalScrollBar()->setValue(static_cast<int>((rect.nLeft + rect.nRight) / 2.0 * dZoom - rc.width() / 2.0));
+  verticalScrollBar()->setValue(static_cast<int>((rect.nTop + rect.nBottom) / 2.0 * dZoom - rc.height() / 2.0));
+  // Its start (the bottom line) at its frequency is clicked.
+  const int nX = std::clamp(static_cast<int>(m_pSession->XAtFrequency(tag.m_nFrequency)), 0, m_pSession->Width() - 1);
+  const int nY = std::max(rect.nTop, rect.nBottom - 1);
   m_bHaveMark = true;
   m_ptMark = QPoint(nX, nY);
   viewport()->update();
   emit PointClicked(m_pSession->Click(nX, nY));
 }
-
-void CVexlorView::leaveEvent(QEvent*) { emit PointChanged(false, CPictureClick{}); }
 
 void CVexlorView::ScrollToNewestRow() {
   const int nRows = static_cast<int>(m_pSession->RunState().nRowsDone);

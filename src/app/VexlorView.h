@@ -54,6 +54,18 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   void SetShowLegend(bool bShow);
   bool ShowGrid() const;
   void SetShowGrid(bool bShow);
+  // The Manual Scale pane's values: the contrast of automatic scaling and the two manual
+  // levels (magnitudes of dB values), stored at once.
+  int ScaleContrast() const { return m_nScaleContrast; }
+  int ScaleManualFirst() const { return m_nScaleManualFirst; }
+  int ScaleManualSecond() const { return m_nScaleManualSecond; }
+  void SetScaleLevels(int nContrast, int nManualFirst, int nManualSecond);
+
+  // Tags and the signal history from the picture. ShowTag scrolls the tag into view and
+  // clicks its start at its frequency (so that the player, when there is one, plays it).
+  // The next left drag draws a tag's rectangle (as Alt+drag does).
+  void ShowTag(const CTagDefinition& tag);
+  void BeginTagRectangle();
 
   // Zoom by powers of two: 0 is one picture pixel per screen pixel.
   int ZoomStep() const { return m_nZoomStep; }
@@ -77,6 +89,10 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   void PointChanged(bool bInside, const CPictureClick& click);
   void PointClicked(const CPictureClick& click);
   void RunStateChanged(bool bBusy);
+  // "Signal history here" or Ctrl+click on a picture column.
+  void HistoryRequested(int nColumn);
+  // A rectangle was dragged on the picture for a tag: the tag it marks.
+  void TagRectangleDrawn(const CTagDefinition& tag);
 
  protected:
   void paintEvent(QPaintEvent* pEvent) override;
@@ -86,6 +102,8 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   void keyPressEvent(QKeyEvent* pEvent) override;
   void mouseMoveEvent(QMouseEvent* pEvent) override;
   void mousePressEvent(QMouseEvent* pEvent) override;
+  void mouseReleaseEvent(QMouseEvent* pEvent) override;
+  void contextMenuEvent(QContextMenuEvent* pEvent) override;
   void leaveEvent(QEvent* pEvent) override;
 
  private:
@@ -115,4 +133,12 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   int m_nZoomStep = 0;
   bool m_bHaveMark = false;
   QPoint m_ptMark;  // the last click, in picture pixels
+  int m_nScaleContrast = CImageScaling::kDefaultContrast;
+  int m_nScaleManualFirst = CImageScaling::kDefaultManualFirst;
+  int m_nScaleManualSecond = CImageScaling::kDefaultManualSecond;
+  // A tag's rectangle being dragged (picture pixels), or armed by BeginTagRectangle.
+  bool m_bTagArmed = false;
+  bool m_bTagDrag = false;
+  QPoint m_ptTagStart;
+  QPoint m_ptTagEnd;
 };
