@@ -1,6 +1,7 @@
 #include "analysis/SelectionModel.h"
 
 #include <array>
+#include <type_traits>
 
 #include "core/Log.h"
 #include "core/SystemTime.h"
@@ -162,6 +163,17 @@ void CSelectionModel::SetFromOptions(const CRecordingDescription& desc, const CA
   m_choices.bWholeRange = options.m_bAnalysisWholeRange != 0;
   m_choices.tStartUTC = options.m_tAnalysisStartUTC;
   m_choices.tEndUTC = options.m_tAnalysisEndUTC;
+}
+
+void CSelectionModel::TakeAnalysisChoices(const CAnalysisOptions& earlier) {
+  const auto take = [](const SOptionList& list, std::int64_t nValue, auto& choice) {
+    if (list.IndexOf(nValue) != std::string::npos) choice = static_cast<std::remove_reference_t<decltype(choice)>>(nValue);
+  };
+  take(FFTSizes(), earlier.m_nAnalysisFFTSize, m_choices.nFFTSize);
+  take(Overlaps(), earlier.m_nAnalysisOverlap, m_choices.nOverlap);
+  take(Windows(), earlier.m_eAnalysisWindow, m_choices.eWindow);
+  take(DisplayWidths(), earlier.m_nAnalysisDisplayWidth, m_choices.nDisplayWidth);
+  take(DisplayHeights(), earlier.m_nAnalysisDisplayHeight, m_choices.nDisplayHeight);
 }
 
 CAnalysisOptions CSelectionModel::Options() const {

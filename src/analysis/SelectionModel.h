@@ -81,6 +81,10 @@ class CSelectionModel {
   // Edit Project: the recording and the choices of options.
   void SetFromOptions(const CRecordingDescription& desc, const CAnalysisOptions& options);
 
+  // New Project: the analysis choices of an earlier analysis (FFT size, overlap, window,
+  // picture size) where the lists hold them; the band, centre and range stay as they are.
+  void TakeAnalysisChoices(const CAnalysisOptions& earlier);
+
   SChoices& Choices() { return m_choices; }
   const SChoices& Choices() const { return m_choices; }
   const CRecordingDescription* Recording() const { return m_bHaveRecording ? &m_desc : nullptr; }

@@ -50,7 +50,6 @@ constexpr const char* kDockStateKey = "CMainFrame::DockState";
 constexpr const char* kDefaultProjectKey = "DefaultProject";
 constexpr const char* kMaxThreadsKey = "CMainFrame::MaxThreads";
 constexpr const char* kFFTHintKey = "CMainFrame::FFTHint";
-constexpr const char* kProductName = "Vexlor";
 
 QByteArray ReadBytes(CMySettingsStore& settings, const char* pszKey) {
   std::vector<std::uint8_t> ab;
@@ -74,7 +73,7 @@ bool IsOpenablePath(const QString& strPath) {
 CMainFrame::CMainFrame(CVexlorApp& app)
     : m_app(app), m_logTarget([](CMessage& msg) { WriteIfLogMessage(msg); }) {
   setObjectName("CMainFrame");
-  setWindowTitle(kProductName);
+  setWindowTitle(CVexlorApp::kProductName);
   setAcceptDrops(true);
   setDockNestingEnabled(true);
   m_pView = new CVexlorView(app, m_logTarget, this);
@@ -438,13 +437,10 @@ void CMainFrame::OnEditProject() { RunProjectDialog(false); }
 bool CMainFrame::RunProjectDialog(bool bNew, const QString& strFile) {
   if (m_pView->IsBusy()) return false;
   CAnalysisSession& session = m_pView->Session();
-  // New: the last analysis's options set the starting choices; Edit: the document's.
-  CAnalysisOptions lastOptions;
-  const bool bHaveLast = bNew ? lastOptions.LoadCurrent() : false;
-  const bool bEdit = !bNew && session.HasRecording();
-  if (!bNew && !bEdit) {
-    // A loaded project without its recording: open the recording it names.
+  if (!bNew && !session.HasRecording()) {
+    // A loaded project: its recording, when it is still there.
     const auto& astrFiles = session.Options().m_astrRecordingFilenames;
+    const CAnalysisOptions projectOptions = session.Options();
     std::string strError;
     if (astrFiles.empty() || !session.OpenRecording(astrFiles.front(), strError)) {
       ShowError("Edit Project", astrFiles.empty() ? QString("There is no recording to edit: open a project or "
@@ -452,19 +448,23 @@ bool CMainFrame::RunProjectDialog(bool bNew, const QString& strFile) {
                                                   : QString::fromStdString(strError));
       return false;
     }
+    session.SetOptions(projectOptions);
+  }
+  CSelectionModel model = bNew ? CSelectionModel() : session.SelectionModel();
+  if (bNew) {
+    // The choices of the last analysis where they do not depend on the recording.
+    CAnalysisOptions lastOptions;
+    if (lastOptions.LoadCurrent()) model.TakeAnalysisChoices(lastOptions);
   }
   CSelectDataFile dialog(bNew ? CSelectDataFile::EMode::New : CSelectDataFile::EMode::Edit, m_app.Settings(),
-                         bNew ? nullptr : &session.Recording(),
-                         bNew ? (bHaveLast ? &lastOptions : nullptr) : &session.Options(), this);
+                         std::move(model), this);
   if (!strFile.isEmpty()) dialog.SetFile(strFile);
   if (dialog.exec() != QDialog::Accepted) return false;
-  std::string strError;
-  if (bNew && !session.OpenRecording(dialog.File().toStdString(), strError)) {
-    ShowError("New Project", QString::fromStdString(strError));
+  std::string strTitle, strMessage;
+  if (!session.ApplySelection(dialog.Model(), strTitle, strMessage)) {
+    ShowError(QString::fromStdString(strTitle), QString::fromStdString(strMessage));
     return false;
   }
-  session.SetOptions(dialog.Options());
-  session.SaveCurrentOptions();
   m_app.AddRecentFile(dialog.File());
   UpdateRecentFiles();
   return StartAnalysis(bNew ? "New Project" : "Edit Project");
@@ -477,31 +477,21 @@ bool CMainFrame::OpenFile(const QString& strGivenPath, bool bAnalyse) {
     RunProjectDialog(true, strPath);
     return true;
   }
-  // --analyse: the dialog's current choices (the last options) without showing it.
-  CAnalysisSession& session = m_pView->Session();
-  std::string strError;
-  if (!session.OpenRecording(strPath.toStdString(), strError)) {
+  // --analyse: the choices the dialog would open with, without showing it.
+  CRecordingDescription desc;
+  std::string strError, strTitle;
+  if (!CAnalysisSession::ReadRecording(strPath.toStdString(), desc, strError)) {
     ShowError("Open", QString::fromStdString(strError));
     return false;
   }
   CSelectionModel model;
-  model.SetRecording(session.Recording());
+  model.SetRecording(desc);
   CAnalysisOptions lastOptions;
-  if (lastOptions.LoadCurrent()) {
-    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_app.Settings(), nullptr, &lastOptions, this);
-    dialog.SetFile(strPath);
-    session.SetOptions(dialog.Options());
-  } else {
-    session.SetOptions(model.Options());
-  }
-  std::string strTitle, strMessage;
-  CSelectionModel check;
-  check.SetFromOptions(session.Recording(), session.Options());
-  if (!check.Accept(strTitle, strMessage)) {
-    ShowError(QString::fromStdString(strTitle), QString::fromStdString(strMessage));
+  if (lastOptions.LoadCurrent()) model.TakeAnalysisChoices(lastOptions);
+  if (!m_pView->Session().ApplySelection(model, strTitle, strError)) {
+    ShowError(QString::fromStdString(strTitle), QString::fromStdString(strError));
     return false;
   }
-  session.SaveCurrentOptions();
   m_app.AddRecentFile(strPath);
   UpdateRecentFiles();
   return StartAnalysis("Analyse");

@@ -53,9 +53,8 @@ std::int64_t Seconds(const QDateEdit& date, const QTimeEdit& time) {
 
 }  // namespace
 
-CSelectDataFile::CSelectDataFile(EMode eMode, CMySettingsStore& settings, const CRecordingDescription* pDesc,
-                                 const CAnalysisOptions* pOptions, QWidget* pParent)
-    : QDialog(pParent), m_settings(settings) {
+CSelectDataFile::CSelectDataFile(EMode eMode, CMySettingsStore& settings, CSelectionModel model, QWidget* pParent)
+    : QDialog(pParent), m_settings(settings), m_model(std::move(model)) {
   setWindowTitle(eMode == EMode::New ? "New Project" : "Edit Project");
   setObjectName(kLayoutKey);
 
@@ -179,23 +178,8 @@ CSelectDataFile::CSelectDataFile(EMode eMode, CMySettingsStore& settings, const 
   pLayout->addLayout(pColumns, 1);
   pLayout->addWidget(pButtons);
 
-  if (eMode == EMode::Edit && pDesc && pOptions) {
-    m_model.SetFromOptions(*pDesc, *pOptions);
-    m_strFile = pDesc->m_astrFileNames.empty() ? QString() : QString::fromStdString(pDesc->m_astrFileNames.front());
-  } else if (pOptions) {
-    // New Project: the last analysis's choices where they do not depend on a recording.
-    CSelectionModel::SChoices& c = m_model.Choices();
-    if (CSelectionModel::FFTSizes().IndexOf(pOptions->m_nAnalysisFFTSize) != std::string::npos)
-      c.nFFTSize = pOptions->m_nAnalysisFFTSize;
-    if (CSelectionModel::Overlaps().IndexOf(pOptions->m_nAnalysisOverlap) != std::string::npos)
-      c.nOverlap = pOptions->m_nAnalysisOverlap;
-    if (CSelectionModel::Windows().IndexOf(pOptions->m_eAnalysisWindow) != std::string::npos)
-      c.eWindow = pOptions->m_eAnalysisWindow;
-    if (CSelectionModel::DisplayWidths().IndexOf(pOptions->m_nAnalysisDisplayWidth) != std::string::npos)
-      c.nDisplayWidth = pOptions->m_nAnalysisDisplayWidth;
-    if (CSelectionModel::DisplayHeights().IndexOf(pOptions->m_nAnalysisDisplayHeight) != std::string::npos)
-      c.nDisplayHeight = pOptions->m_nAnalysisDisplayHeight;
-  }
+  if (const CRecordingDescription* pDesc = m_model.Recording(); pDesc && !pDesc->m_astrFileNames.empty())
+    m_strFile = QString::fromStdString(pDesc->m_astrFileNames.front());
   m_pFile->setText(m_strFile);
   ChoicesToControls();
   RebuildSummary();
@@ -245,14 +229,9 @@ bool CSelectDataFile::SetFile(const QString& strPath) {
     return false;
   }
   // The analysis choices stay; the band, centre and range become the new recording's.
-  const CSelectionModel::SChoices kept = m_model.Choices();
+  const CAnalysisOptions kept = m_model.Options();
   m_model.SetRecording(desc);
-  CSelectionModel::SChoices& c = m_model.Choices();
-  c.nFFTSize = kept.nFFTSize;
-  c.nOverlap = kept.nOverlap;
-  c.eWindow = kept.eWindow;
-  c.nDisplayWidth = kept.nDisplayWidth;
-  c.nDisplayHeight = kept.nDisplayHeight;
+  m_model.TakeAnalysisChoices(kept);
   m_pStatus->setText(QString("%1 recording, %2 file(s)")
                          .arg(QString::fromStdString(desc.m_strSource))
                          .arg(desc.m_nFiles));

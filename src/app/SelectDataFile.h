@@ -26,10 +26,9 @@ class CSelectDataFile final : public QDialog {
   enum class EMode { New, Edit };
   static constexpr int kMinSummaryHeight = 500;
 
-  // Edit: pDesc and pOptions are the document's recording and options. New: the last
-  // options (pOptions, may be null) give the choices' starting values where they apply.
-  CSelectDataFile(EMode eMode, CMySettingsStore& settings, const CRecordingDescription* pDesc,
-                  const CAnalysisOptions* pOptions, QWidget* pParent = nullptr);
+  // The dialog shows model: for Edit the document's (CAnalysisSession::SelectionModel()),
+  // for New one without a recording whose analysis choices may come from the last analysis.
+  CSelectDataFile(EMode eMode, CMySettingsStore& settings, CSelectionModel model, QWidget* pParent = nullptr);
   ~CSelectDataFile() override;
 
   // Chooses the recording (as the file dialog would); false when it cannot be used (the
@@ -39,7 +38,7 @@ class CSelectDataFile final : public QDialog {
   QString StatusText() const;
   const CSelectionModel& Model() const { return m_model; }
   CSelectionModel& Model() { return m_model; }
-  // The options of the accepted choice.
+  // The options the current choices give.
   CAnalysisOptions Options() const { return m_model.Options(); }
 
   // The controls, for the tests.

@@ -25,8 +25,9 @@ class CTagDialog final : public QDialog {
   static bool ParseFrequencyField(const QString& strText, std::uint32_t& nFrequencyHz);
 
   QLineEdit* FrequencyField() const { return m_pFrequency; }
+  QLineEdit* TitleField() const { return m_pTitle; }
 
- protected:
+  // OK: refused (with a message) while the frequency field holds no frequency.
   void accept() override;
 
  private:

@@ -27,6 +27,7 @@ class CVexlorApp {
  public:
   static constexpr int kRecentFiles = 15;
   static constexpr int kOpenMPThreads = 8;
+  static constexpr const char* kProductName = "Vexlor";
   // The settings of the sounds (wave files; empty: none).
   static constexpr const char* kSoundStartup = "PROP_SND_FILE_STARTUP";
   static constexpr const char* kSoundClosedown = "PROP_SND_FILE_CLOSEDOWN";

@@ -26,7 +26,6 @@ constexpr const char* kShowLegendKey = "CVexlorView::m_bShowLegend";
 constexpr const char* kScaleContrastKey = "CVexlorView::m_nScaleContrast";
 constexpr const char* kScaleManualFirstKey = "CVexlorView::m_nScaleManualFirst";
 constexpr const char* kScaleManualSecondKey = "CVexlorView::m_nScaleManualSecond";
-constexpr const char* kProductName = "Vexlor";
 
 QColor FromArgb(std::uint32_t nArgb) { return QColor::fromRgba(nArgb); }
 
@@ -195,14 +194,14 @@ void CVexlorView::PictureReplaced() {
 
 QString CVexlorView::TitleText() const {
   const CAnalysisOptions& options = m_pSession->Options();
-  if (!m_pSession->HasRecording() && options.m_astrRecordingFilenames.empty()) return kProductName;
+  if (!m_pSession->HasRecording() && options.m_astrRecordingFilenames.empty()) return CVexlorApp::kProductName;
   const bool bLocal = options.m_bTimeFormatLocal != 0;
   const auto format = [bLocal](std::int64_t t) {
     return QDateTime::fromSecsSinceEpoch(t, bLocal ? Qt::LocalTime : Qt::UTC).toString("yyyy-MM-dd HH:mm:ss");
   };
   // "%s %s, %s to %s": "Zoom, " or nothing, the product, the start and end of the range.
   return QString("%1 %2, %3 to %4")
-      .arg(m_nZoomStep != 0 ? "Zoom," : "", kProductName, format(options.m_tAnalysisStartUTC),
+      .arg(m_nZoomStep != 0 ? "Zoom," : "", CVexlorApp::kProductName, format(options.m_tAnalysisStartUTC),
            format(options.m_tAnalysisEndUTC))
       .trimmed();
 }
@@ -255,8 +254,11 @@ void CVexlorView::paintEvent(QPaintEvent*) {
     painter.drawLine(pt - QPointF(0, 8), pt + QPointF(0, 8));
   }
   painter.restore();
+  // A frame around the part of the picture in view.
+  const QRectF rcShown = QRectF(QPointF(ViewX(0), ViewY(0)), QPointF(ViewX(image.Width()), ViewY(image.Height())))
+                             .intersected(QRectF(rc));
   painter.setPen(QColor(90, 90, 90));
-  painter.drawRect(rc.adjusted(-1, -1, 0, 0));
+  painter.drawRect(rcShown.adjusted(-1, -1, 0, 0));
   CPictureAnnotations::DrawFrequencyScale(painter, *m_pSession, map, rc.top() - 12);
   CPictureAnnotations::DrawTimeLabels(painter, *m_pSession, map);
   if (m_bShowLegend)
@@ -456,5 +458,10 @@ void CVexlorView::RunFinished(const SAnalysisRunState&) {
 }
 
 void CVexlorView::EngineFault(const CEngineFault& fault) {
-  QMessageBox::warning(window(), kProductName, QString::fromStdString(fault.strText));
+  // Shown after the message being handled: a message box's own event loop must not run
+  // inside the session's handler.
+  const QString strText = QString::fromStdString(fault.strText);
+  QMetaObject::invokeMethod(
+      this, [this, strText] { QMessageBox::warning(window(), CVexlorApp::kProductName, strText); },
+      Qt::QueuedConnection);
 }

@@ -187,4 +187,26 @@ TEST(SelectionModel, EditProjectStartsFromTheOptionsChoices) {
   EXPECT_EQ(edit.SummaryRows()[12].strValue, "Yes");
 }
 
+TEST(SelectionModel, ANewProjectTakesTheEarlierAnalysisChoicesButNotItsBandOrRange) {
+  CSelectionModel earlier;
+  earlier.SetRecording(Recording(7'100'000));
+  earlier.Choices().nFFTSize = 8192;
+  earlier.Choices().nOverlap = 50;
+  earlier.Choices().eWindow = ANALYSIS_WINDOW_HANN;
+  earlier.Choices().nDisplayHeight = 1500;
+  earlier.Choices().nBandwidth = 20000;
+  CAnalysisOptions options = earlier.Options();
+  options.m_nAnalysisDisplayWidth = 1234;  // not in the list: the default stays
+  CSelectionModel fresh;
+  fresh.SetRecording(Recording(3'000'000));
+  fresh.TakeAnalysisChoices(options);
+  EXPECT_EQ(fresh.Choices().nFFTSize, 8192u);
+  EXPECT_EQ(fresh.Choices().nOverlap, 50u);
+  EXPECT_EQ(fresh.Choices().eWindow, static_cast<std::uint32_t>(ANALYSIS_WINDOW_HANN));
+  EXPECT_EQ(fresh.Choices().nDisplayHeight, 1500);
+  EXPECT_EQ(fresh.Choices().nDisplayWidth, CSelectionModel::DisplayWidths().Default().nValue);
+  EXPECT_EQ(fresh.Choices().nBandwidth, 10000u);
+  EXPECT_EQ(fresh.Choices().nCenterFreq, 3'000'000u);
+}
+
 }  // namespace

@@ -162,7 +162,7 @@ class CAppTests : public QObject {
   }
 
   void projectDialogOffersTheListsWithTheirDefaultsAndTooltips() {
-    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), nullptr, nullptr, Frame());
+    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), CSelectionModel(), Frame());
     QCOMPARE(dialog.windowTitle(), QString("New Project"));
     QCOMPARE(dialog.FFTSizeList()->count(), 15);
     QCOMPARE(dialog.FFTSizeList()->currentText(), QString("1 M"));
@@ -182,7 +182,7 @@ class CAppTests : public QObject {
   }
 
   void projectDialogTellsWhyAFileCannotBeUsed() {
-    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), nullptr, nullptr, Frame());
+    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), CSelectionModel(), Frame());
     QVERIFY(!dialog.SetFile(m_dir.filePath("missing 000.wav")));
     QCOMPARE(dialog.StatusText(), QString("File not found"));
     QFile junk(m_dir.filePath("junk 000.wav"));
@@ -195,7 +195,7 @@ class CAppTests : public QObject {
   }
 
   void projectDialogSummaryFollowsEveryChoiceAndRefusesNegativeFrequencies() {
-    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), nullptr, nullptr, Frame());
+    CSelectDataFile dialog(CSelectDataFile::EMode::New, m_pApp->Settings(), CSelectionModel(), Frame());
     QVERIFY(dialog.SetFile(m_strFirstFile));
     QVERIFY(dialog.AnalyseButton()->isEnabled());
     const auto value = [&](const QString& strLabel, int nSkip = 0) {
@@ -370,13 +370,10 @@ class CAppTests : public QObject {
   }
 
   void aFileDroppedOnTheWindowOpens() {
-    CMySettingsStore settings;
-    CAnalysisSession other(settings);
-    // A project of its own: the demo's picture at another width.
     const QString strProject = m_dir.filePath("dropped (Project).xml");
     QVERIFY(Frame()->SaveProject(strProject));
+    const int nWidth = View().Session().Options().m_nAnalysisDisplayWidth;
     View().Session().MutableOptions().m_nAnalysisDisplayWidth = 1;  // changed, to see the drop restore it
-    const int nWidth = View().Session().Width();
     QMimeData mime;
     mime.setUrls({QUrl::fromLocalFile(strProject)});
     QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
@@ -384,14 +381,31 @@ class CAppTests : public QObject {
     QVERIFY(enter.isAccepted());
     QDropEvent drop(QPointF(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(Frame(), &drop);
-    QTRY_COMPARE(QString::fromStdString(View().Session().ProjectPath().string()), strProject);
-    QCOMPARE(View().Session().Width(), nWidth);
+    QTRY_COMPARE(View().Session().Options().m_nAnalysisDisplayWidth, nWidth);
+    QCOMPARE(QString::fromStdString(View().Session().ProjectPath().string()), strProject);
     // Something that is neither a project nor a recording is not taken.
     QMimeData text;
     text.setUrls({QUrl::fromLocalFile(m_dir.filePath("notes.txt"))});
     QDragEnterEvent refused(QPoint(50, 50), Qt::CopyAction, &text, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(Frame(), &refused);
     QVERIFY(!refused.isAccepted());
+  }
+
+  void aRecordingGivenWithAnalyseRunsWithTheLastChoices() {
+    // The last analysis: 8 K FFT, 800 columns (stored as "CurrentAnalysisOptions.xml").
+    CAnalysisOptions last = View().Session().Options();
+    QCOMPARE(last.m_nAnalysisFFTSize, 8192u);
+    QCOMPARE(last.m_nAnalysisDisplayWidth, 800);
+    QVERIFY(last.SaveCurrent());
+    QVERIFY(Frame()->OpenFile(m_strFirstFile, true));
+    QVERIFY(View().IsBusy());
+    QTRY_VERIFY_WITH_TIMEOUT(!View().IsBusy(), 120000);
+    const CAnalysisOptions& o = View().Session().Options();
+    QCOMPARE(o.m_nAnalysisFFTSize, 8192u);
+    QCOMPARE(View().Session().Width(), 800);
+    // The band is the dialog's default, not the last one's.
+    QCOMPARE(o.m_nAnalysisBandwidth, 10000u);
+    QVERIFY(m_pApp->RecentFiles().contains(m_strFirstFile));
   }
 
   void screenshotGoesToThePicturesFolder() {
