@@ -367,7 +367,11 @@ void CMainFrame::RaisePane(QWidget* pContent) {
 
 void CMainFrame::ShowHistory(int nColumn) {
   m_pHistory->ShowColumn(m_pView->Session(), nColumn);
+  // The pane opens at a third of the window's height, the chart's readable size.
+  const bool bWasHidden = m_pHistoryDock->isHidden();
   RaisePane(m_pHistory);
+  if (bWasHidden && !m_pHistoryDock->isFloating())
+    resizeDocks({m_pHistoryDock}, {std::max(m_pHistory->minimumHeight(), height() / 3)}, Qt::Vertical);
   const CSignalHistory& history = m_pHistory->Dialog().History();
   m_pStatus->ShowMessage(QString("Signal history of column %1: %2 points").arg(history.Column()).arg(history.Points().size()));
 }

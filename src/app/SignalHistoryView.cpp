@@ -79,6 +79,8 @@ CSignalHistoryView::CSignalHistoryView(CMySettingsStore& settings, QWidget* pPar
   pLayout->setSpacing(0);
   pLayout->addWidget(pBar);
   pLayout->addWidget(m_pDlg, 1);
+  // Below this the level labels give way to "...".
+  setMinimumHeight(240);
   Clear();
 }
 

@@ -105,7 +105,7 @@ void CTagsPane::UpdateCaption() {
   if (anRows.size() == 1 && static_cast<std::size_t>(anRows[0]) < tags.size())
     m_pCaption->setText(QString::fromStdString(TagCaption(tags[static_cast<std::size_t>(anRows[0])])));
   else
-    m_pCaption->setText(QString("%1 tags").arg(tags.size()));
+    m_pCaption->setText(tags.size() == 1 ? QString("1 tag") : QString("%1 tags").arg(tags.size()));
   findChild<QAction*>("TagEdit")->setEnabled(anRows.size() == 1);
   findChild<QAction*>("TagDelete")->setEnabled(!anRows.empty());
 }
