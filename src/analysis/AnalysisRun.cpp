@@ -12,6 +12,7 @@
 #include "core/MessageTarget.h"
 #include "core/RegisteredMessages.h"
 #include "persist/MySettingsStore.h"
+#include "recording/SeriesPosition.h"
 
 namespace {
 
@@ -58,15 +59,12 @@ void CAnalysisRun::RequestAbort() {
 CAnalysisRun::CStartPoint CAnalysisRun::FindStart(const CAnalysisOptions& options) {
   const auto& names = options.m_astrRecordingFilenames;
   if (options.m_nAnalysisDataOffset <= 0) return {names.empty() ? std::string() : names.front(), 0};
-  std::int64_t nSum = 0;
-  for (std::size_t i = 0; i < names.size() && i < options.m_anRecordingFileSizes.size(); ++i) {
-    if (nSum == options.m_nAnalysisDataOffset) return {names[i], 0};
-    const std::int64_t nEnd = nSum + options.m_anRecordingFileSizes[i];
-    if (nEnd > options.m_nAnalysisDataOffset)
-      return {names[i], static_cast<std::uint32_t>(options.m_nAnalysisDataOffset - nSum)};
-    nSum = nEnd;
-  }
-  return {};
+  CSeriesPosition position;
+  const std::size_t nFiles = std::min(names.size(), options.m_anRecordingFileSizes.size());
+  if (!FindSeriesPosition(names, options.m_anRecordingFileSizes, nFiles,
+                          static_cast<std::uint64_t>(options.m_nAnalysisDataOffset), position))
+    return {};
+  return {position.m_strFile, position.m_nOffset};
 }
 
 void CAnalysisRun::PrepareBuffers() {

@@ -11,6 +11,7 @@
 #include "analysis/ProjectFile.h"
 #include "analysis/SelectionModel.h"
 #include "core/Log.h"
+#include "recording/SeriesPosition.h"
 #include "recording/WaveFileData.h"
 
 // What the run controller hands over, turned into the session's picture and state.
@@ -506,18 +507,12 @@ CPictureClick CAnalysisSession::Click(int nX, int nY) const {
   const std::uint32_t nFrameBytes =
       CAnalysisOptions::BytesPerSample(BytesPerSecond(), m_options.m_nRecordingBandwidth);
   const double dSamples = std::max(0.0, std::floor((click.m_tTime - tRecordingStart) * m_options.m_nRecordingBandwidth));
-  std::uint64_t nBytes = static_cast<std::uint64_t>(dSamples) * nFrameBytes;
+  CSeriesPosition position;
   const auto& names = m_options.m_astrRecordingFilenames;
-  const auto& sizes = m_options.m_anRecordingFileSizes;
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    const std::uint64_t nSize = i < sizes.size() ? sizes[i] : 0;
-    if (nBytes < nSize || i + 1 == names.size()) {
-      click.m_strFile = names[i];
-      click.m_nFileOffset = static_cast<std::uint32_t>(std::min(nBytes, nSize));
-      break;
-    }
-    nBytes -= nSize;
-  }
+  FindSeriesPosition(names, m_options.m_anRecordingFileSizes, names.size(),
+                     static_cast<std::uint64_t>(dSamples) * nFrameBytes, position);
+  click.m_strFile = position.m_strFile;
+  click.m_nFileOffset = position.m_nOffset;
   return click;
 }
 

@@ -106,7 +106,13 @@ CMainFrame::CMainFrame(CVexlorApp& app)
   UpdateCommands();
 }
 
-CMainFrame::~CMainFrame() { m_logTarget.Close(); }
+CMainFrame::~CMainFrame() {
+  m_logTarget.Close();
+  // The status panes and the view (with its session) refer to each other and to the log
+  // target: they go first, while everything they refer to is still there.
+  delete m_pStatus;
+  delete takeCentralWidget();
+}
 
 // --- Commands -------------------------------------------------------------------------------
 
@@ -307,7 +313,16 @@ void CMainFrame::CreateDocks() {
     addDockWidget(pane.eArea, pDock);
     m_pPanesMenu->addAction(pDock->toggleViewAction());
   }
-  CreateHistoryTagsAndScalePanes();
+  auto* pScaleDock = new QDockWidget("Manual Scale", this);
+  pScaleDock->setObjectName("ManualScalePane");
+  m_pManualScale = new CManualScalePane(m_app.Settings(), pScaleDock);
+  pScaleDock->setWidget(m_pManualScale);
+  addDockWidget(Qt::RightDockWidgetArea, pScaleDock);
+  m_pPanesMenu->addAction(pScaleDock->toggleViewAction());
+  connect(m_pManualScale, &CManualScalePane::ScalingChanged, m_pView, &CVexlorView::SetScaling);
+  m_pView->SetScaling(m_pManualScale->Contrast(), m_pManualScale->ManualFirst(), m_pManualScale->ManualSecond());
+  m_pManualScale->AddScaleSwitch(Action("ScaleAutomatic"), Action("ScaleManual"));
+  CreateHistoryAndTagsPanes();
   auto* pProperties = new QDockWidget("Properties", this);
   pProperties->setObjectName("PropertiesPane");
   m_pProperties = new CPropertiesPane(m_app.Settings(), pProperties);
@@ -321,9 +336,9 @@ void CMainFrame::CreateDocks() {
   pProperties->raise();
 }
 
-// --- Signal History, Tags and Manual Scale ---------------------------------------------------
+// --- Signal History and Tags ---------------------------------------------------------------
 
-void CMainFrame::CreateHistoryTagsAndScalePanes() {
+void CMainFrame::CreateHistoryAndTagsPanes() {
   const auto addPane = [this](const char* pszTitle, QWidget* pWidget, Qt::DockWidgetArea eArea) {
     auto* pDock = new QDockWidget(pszTitle, this);
     pDock->setObjectName(QString(pszTitle).remove(' ') + "Pane");
@@ -338,8 +353,6 @@ void CMainFrame::CreateHistoryTagsAndScalePanes() {
   m_pHistoryDock->hide();
   m_pTags = new CTagsPane(session, this);
   addPane("Tags", m_pTags, Qt::RightDockWidgetArea);
-  addPane("Manual Scale", new CManualScalePane(*m_pView, Action("ScaleAutomatic"), Action("ScaleManual"), this),
-          Qt::RightDockWidgetArea);
 
   connect(m_pView, &CVexlorView::HistoryRequested, this, [this](int nColumn) { ShowHistory(nColumn); });
   // A new run makes a new picture: the chart of the old one goes.

@@ -18,6 +18,7 @@ class QComboBox;
 class QDockWidget;
 class QMenu;
 class CCurrentValuesDlg;
+class CManualScalePane;
 class CPropertiesPane;
 class CSignalHistoryView;
 class CTagsPane;
@@ -39,6 +40,7 @@ class CMainFrame final : public QMainWindow {
   CSignalHistoryView& History() { return *m_pHistory; }
   CTagsPane& Tags() { return *m_pTags; }
   CCurrentValuesDlg* CurrentValues() const;
+  CManualScalePane& ManualScale() { return *m_pManualScale; }
   QAction* Action(const QString& strName) const;
   QComboBox* ThreadList() const { return m_pThreads; }
   QComboBox* FFTHintList() const { return m_pFFTHint; }
@@ -83,7 +85,7 @@ class CMainFrame final : public QMainWindow {
   void CreateActions();
   void CreateMenusAndToolbar();
   void CreateDocks();
-  void CreateHistoryTagsAndScalePanes();
+  void CreateHistoryAndTagsPanes();
   void RaisePane(QWidget* pContent);
   void UpdateRecentFiles();
   void UpdateCommands();
@@ -101,6 +103,7 @@ class CMainFrame final : public QMainWindow {
   QDockWidget* m_pHistoryDock = nullptr;
   CTagsPane* m_pTags = nullptr;
   QPointer<CCurrentValuesDlg> m_pCurrentValues;
+  CManualScalePane* m_pManualScale = nullptr;
   QComboBox* m_pThreads = nullptr;
   QComboBox* m_pFFTHint = nullptr;
   QActionGroup* m_pPaletteGroup = nullptr;

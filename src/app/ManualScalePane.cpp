@@ -2,35 +2,57 @@
 
 #include <QAction>
 #include <QFormLayout>
-#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QSlider>
 #include <QSpinBox>
 #include <QToolButton>
-#include <QVBoxLayout>
+#include <cstdlib>
 
-#include "app/VexlorView.h"
+#include "analysis/ImageScaling.h"
+#include "persist/MySettingsStore.h"
 
 namespace {
 
-QSpinBox* MakeLevel(int nValue, const QString& strTip) {
-  auto* p = new QSpinBox;
-  // Magnitudes of dB values: shown with their sign, entered as magnitudes.
-  p->setRange(0, 250);
-  p->setPrefix("-");
-  p->setSuffix(" dB");
-  p->setValue(std::abs(nValue));
-  p->setToolTip(strTip);
-  p->setKeyboardTracking(false);
-  return p;
-}
+constexpr const char* kFirstKey = "CManualScalePane::m_nManualFirst";
+constexpr const char* kSecondKey = "CManualScalePane::m_nManualSecond";
+constexpr const char* kContrastKey = "CManualScalePane::m_nContrast";
 
 }  // namespace
 
-CManualScalePane::CManualScalePane(CVexlorView& view, QAction* pAutomatic, QAction* pManual, QWidget* pParent)
-    : QWidget(pParent), m_view(view), m_pAutomatic(pAutomatic) {
-  setObjectName("CManualScalePane");
+CManualScalePane::CManualScalePane(CMySettingsStore& settings, QWidget* pParent)
+    : QWidget(pParent), m_settings(settings) {
+  int nFirst = CImageScaling::kDefaultManualFirst, nSecond = CImageScaling::kDefaultManualSecond;
+  int nContrast = CImageScaling::kDefaultContrast;
+  m_settings.Read(kFirstKey, nFirst);
+  m_settings.Read(kSecondKey, nSecond);
+  m_settings.Read(kContrastKey, nContrast);
+  const auto makeLevel = [this](int nMagnitude, const char* pszTip) {
+    auto* p = new QSpinBox(this);
+    p->setRange(-300, 0);
+    p->setSuffix(" dB");
+    p->setValue(-std::abs(nMagnitude));
+    p->setToolTip(pszTip);
+    return p;
+  };
+  m_pWeakest = makeLevel(nFirst, "The level shown in the palette's first (weakest) colour under manual scaling");
+  m_pStrongest = makeLevel(nSecond, "The level shown in the palette's last (strongest) colour under manual scaling");
+  m_pContrast = new QSlider(Qt::Horizontal, this);
+  m_pContrast->setRange(0, 100);
+  m_pContrast->setValue(nContrast);
+  m_pContrast->setToolTip("Contrast of automatic scaling: higher darkens the noise floor");
+  auto* pLayout = new QFormLayout(this);
+  pLayout->addRow(new QLabel("Manual scale"));
+  pLayout->addRow("Weakest:", m_pWeakest);
+  pLayout->addRow("Strongest:", m_pStrongest);
+  pLayout->addRow(new QLabel("Automatic scale"));
+  pLayout->addRow("Contrast:", m_pContrast);
+  connect(m_pWeakest, &QSpinBox::valueChanged, this, &CManualScalePane::Changed);
+  connect(m_pStrongest, &QSpinBox::valueChanged, this, &CManualScalePane::Changed);
+  connect(m_pContrast, &QSlider::valueChanged, this, &CManualScalePane::Changed);
+}
+
+void CManualScalePane::AddScaleSwitch(QAction* pAutomatic, QAction* pManual) {
   auto* pSwitch = new QHBoxLayout;
   for (QAction* p : {pAutomatic, pManual}) {
     auto* pButton = new QToolButton(this);
@@ -39,53 +61,29 @@ CManualScalePane::CManualScalePane(CVexlorView& view, QAction* pAutomatic, QActi
     pButton->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     pSwitch->addWidget(pButton);
   }
-
-  m_pFirst = MakeLevel(view.ScaleManualFirst(), "The level drawn in the weakest colour");
-  m_pFirst->setObjectName("ManualFirst");
-  m_pSecond = MakeLevel(view.ScaleManualSecond(), "The level drawn in the strongest colour");
-  m_pSecond->setObjectName("ManualSecond");
-  auto* pManualBox = new QGroupBox("Manual levels", this);
-  auto* pManualForm = new QFormLayout(pManualBox);
-  pManualForm->addRow("Weakest colour at:", m_pFirst);
-  pManualForm->addRow("Strongest colour at:", m_pSecond);
-
-  m_pContrast = new QSlider(Qt::Horizontal, this);
-  m_pContrast->setObjectName("Contrast");
-  m_pContrast->setRange(0, 100);
-  m_pContrast->setValue(view.ScaleContrast());
-  m_pContrast->setToolTip("Higher contrast keeps more of the noise floor dark");
-  auto* pContrastValue = new QLabel(QString::number(m_pContrast->value()), this);
-  pContrastValue->setMinimumWidth(pContrastValue->fontMetrics().horizontalAdvance("100 "));
-  auto* pAutoBox = new QGroupBox("Automatic scaling", this);
-  auto* pAutoLayout = new QHBoxLayout(pAutoBox);
-  pAutoLayout->addWidget(new QLabel("Contrast:", this));
-  pAutoLayout->addWidget(m_pContrast, 1);
-  pAutoLayout->addWidget(pContrastValue);
-
-  auto* pLayout = new QVBoxLayout(this);
-  pLayout->addLayout(pSwitch);
-  pLayout->addWidget(pManualBox);
-  pLayout->addWidget(pAutoBox);
-  pLayout->addStretch(1);
-
-  connect(m_pFirst, &QSpinBox::valueChanged, this, &CManualScalePane::Apply);
-  connect(m_pSecond, &QSpinBox::valueChanged, this, &CManualScalePane::Apply);
-  connect(m_pContrast, &QSlider::valueChanged, pContrastValue, qOverload<int>(&QLabel::setNum));
-  // The picture is redrawn when the slider is let go (or moved by the keyboard).
-  m_pContrast->setTracking(false);
-  connect(m_pContrast, &QSlider::valueChanged, this, &CManualScalePane::Apply);
-  connect(m_pContrast, &QSlider::sliderMoved, pContrastValue, qOverload<int>(&QLabel::setNum));
-  connect(pAutomatic, &QAction::toggled, this, &CManualScalePane::UpdateEnabled);
-  UpdateEnabled();
+  static_cast<QFormLayout*>(layout())->insertRow(0, pSwitch);
+  const auto enable = [this, pAutomatic] {
+    const bool bAutomatic = pAutomatic->isChecked();
+    m_pWeakest->setEnabled(!bAutomatic);
+    m_pStrongest->setEnabled(!bAutomatic);
+    m_pContrast->setEnabled(bAutomatic);
+  };
+  connect(pAutomatic, &QAction::toggled, this, enable);
+  enable();
 }
 
-void CManualScalePane::Apply() {
-  m_view.SetScaleLevels(m_pContrast->value(), m_pFirst->value(), m_pSecond->value());
+int CManualScalePane::ManualFirst() const { return std::abs(m_pWeakest->value()); }
+int CManualScalePane::ManualSecond() const { return std::abs(m_pStrongest->value()); }
+int CManualScalePane::Contrast() const { return m_pContrast->value(); }
+
+void CManualScalePane::SetLevels(int nWeakestDb, int nStrongestDb) {
+  m_pWeakest->setValue(nWeakestDb);
+  m_pStrongest->setValue(nStrongestDb);
 }
 
-void CManualScalePane::UpdateEnabled() {
-  const bool bAutomatic = m_pAutomatic->isChecked();
-  m_pContrast->setEnabled(bAutomatic);
-  m_pFirst->setEnabled(!bAutomatic);
-  m_pSecond->setEnabled(!bAutomatic);
+void CManualScalePane::Changed() {
+  m_settings.Write(kFirstKey, ManualFirst());
+  m_settings.Write(kSecondKey, ManualSecond());
+  m_settings.Write(kContrastKey, Contrast());
+  emit ScalingChanged(Contrast(), ManualFirst(), ManualSecond());
 }

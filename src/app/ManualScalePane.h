@@ -1,33 +1,40 @@
 #pragma once
-// CManualScalePane: the "Manual Scale" pane. The switch between automatic and manual
-// scaling (the main frame's two commands, `CVexlorView::m_bScaleAutomatic`), the two
-// integer levels of manual scaling (magnitudes of dB values: -second gets the strongest
-// colour, -first the weakest) and the contrast of automatic scaling (0 .. 100). Every
-// change redraws the picture from its kept rows; nothing is analysed again.
+// CManualScalePane: the levels of manual scaling and the contrast of automatic scaling.
+// Manual scaling colours the picture from the weakest level (the palette's first colour)
+// to the strongest (its last); the levels are dB values, stored as their magnitudes as the
+// picture takes them. Every change redraws the picture from its rows and is stored.
 
 #include <QWidget>
 
-class CVexlorView;
 class QAction;
 class QSlider;
 class QSpinBox;
+class CMySettingsStore;
 
 class CManualScalePane final : public QWidget {
   Q_OBJECT
  public:
-  CManualScalePane(CVexlorView& view, QAction* pAutomatic, QAction* pManual, QWidget* pParent = nullptr);
+  CManualScalePane(CMySettingsStore& settings, QWidget* pParent = nullptr);
 
-  QSpinBox* FirstLevel() const { return m_pFirst; }
-  QSpinBox* SecondLevel() const { return m_pSecond; }
-  QSlider* Contrast() const { return m_pContrast; }
+  // Magnitudes of the weakest and strongest levels, and the contrast (0 .. 100).
+  int ManualFirst() const;
+  int ManualSecond() const;
+  int Contrast() const;
+  void SetLevels(int nWeakestDb, int nStrongestDb);
+  // Puts the switch between automatic and manual scaling (the frame's two commands) on top
+  // of the pane; the levels are editable under manual scaling, the contrast under automatic.
+  void AddScaleSwitch(QAction* pAutomatic, QAction* pManual);
+  QSpinBox* WeakestField() const { return m_pWeakest; }
+  QSpinBox* StrongestField() const { return m_pStrongest; }
+
+ signals:
+  void ScalingChanged(int nContrast, int nManualFirst, int nManualSecond);
 
  private:
-  void Apply();
-  void UpdateEnabled();
+  void Changed();
 
-  CVexlorView& m_view;
-  QAction* m_pAutomatic = nullptr;
-  QSpinBox* m_pFirst = nullptr;
-  QSpinBox* m_pSecond = nullptr;
-  QSlider* m_pContrast = nullptr;
+  CMySettingsStore& m_settings;
+  QSpinBox* m_pWeakest;
+  QSpinBox* m_pStrongest;
+  QSlider* m_pContrast;
 };

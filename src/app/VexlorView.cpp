@@ -23,9 +23,6 @@ namespace {
 
 constexpr const char* kScaleAutomaticKey = "CVexlorView::m_bScaleAutomatic";
 constexpr const char* kShowLegendKey = "CVexlorView::m_bShowLegend";
-constexpr const char* kScaleContrastKey = "CVexlorView::m_nScaleContrast";
-constexpr const char* kScaleManualFirstKey = "CVexlorView::m_nScaleManualFirst";
-constexpr const char* kScaleManualSecondKey = "CVexlorView::m_nScaleManualSecond";
 
 QColor FromArgb(std::uint32_t nArgb) { return QColor::fromRgba(nArgb); }
 
@@ -37,15 +34,15 @@ CVexlorView::CVexlorView(CVexlorApp& app, CMessageTarget& mainFrame, QWidget* pP
       m_target([this](CMessage& msg) {
         if (!m_pSession->HandleMessage(msg)) WriteIfLogMessage(msg);
       }),
-      m_pSession(std::make_unique<CAnalysisSession>(app.Pool(), app.Settings(), m_target, mainFrame)) {
+      m_pSession(std::make_unique<CAnalysisSession>(app.Pool(), app.Settings(), m_target, mainFrame)),
+      m_nContrast(CImageScaling::kDefaultContrast),
+      m_nManualFirst(CImageScaling::kDefaultManualFirst),
+      m_nManualSecond(CImageScaling::kDefaultManualSecond) {
   m_pSession->SetListener(this);
   m_pSession->SetSound(&app.Sounds());
   m_pSession->LoadDefaultTags();
   app.Settings().Read(kScaleAutomaticKey, m_bScaleAutomatic);
   app.Settings().Read(kShowLegendKey, m_bShowLegend);
-  app.Settings().Read(kScaleContrastKey, m_nScaleContrast);
-  app.Settings().Read(kScaleManualFirstKey, m_nScaleManualFirst);
-  app.Settings().Read(kScaleManualSecondKey, m_nScaleManualSecond);
   m_runTimer.setInterval(CAnalysisSession::kTimerMs);
   connect(&m_runTimer, &QTimer::timeout, this, [this] { m_pSession->OnTimer(); });
   setMouseTracking(true);
@@ -86,18 +83,14 @@ bool CVexlorView::Analyse(QString& strError) {
 // --- Colouring and switches ---------------------------------------------------------------
 
 void CVexlorView::ApplyColouring() {
-  m_pSession->SetColouring(m_app.Palette(), m_bScaleAutomatic, m_nScaleContrast, m_nScaleManualFirst,
-                           m_nScaleManualSecond);
+  m_pSession->SetColouring(m_app.Palette(), m_bScaleAutomatic, m_nContrast, m_nManualFirst, m_nManualSecond);
   viewport()->update();
 }
 
-void CVexlorView::SetScaleLevels(int nContrast, int nManualFirst, int nManualSecond) {
-  m_nScaleContrast = nContrast;
-  m_nScaleManualFirst = nManualFirst;
-  m_nScaleManualSecond = nManualSecond;
-  m_app.Settings().Write(kScaleContrastKey, nContrast);
-  m_app.Settings().Write(kScaleManualFirstKey, nManualFirst);
-  m_app.Settings().Write(kScaleManualSecondKey, nManualSecond);
+void CVexlorView::SetScaling(int nContrast, int nManualFirst, int nManualSecond) {
+  m_nContrast = nContrast;
+  m_nManualFirst = nManualFirst;
+  m_nManualSecond = nManualSecond;
   ApplyColouring();
 }
 

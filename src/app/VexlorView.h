@@ -48,18 +48,14 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
 
   // Colouring and switches: each redraws from the kept rows without a new analysis.
   void ApplyColouring();
+  // The contrast of automatic scaling and the levels of manual scaling (magnitudes in dB).
+  void SetScaling(int nContrast, int nManualFirst, int nManualSecond);
   bool ScaleAutomatic() const { return m_bScaleAutomatic; }
   void SetScaleAutomatic(bool bAutomatic);
   bool ShowLegend() const { return m_bShowLegend; }
   void SetShowLegend(bool bShow);
   bool ShowGrid() const;
   void SetShowGrid(bool bShow);
-  // The Manual Scale pane's values: the contrast of automatic scaling and the two manual
-  // levels (magnitudes of dB values), stored at once.
-  int ScaleContrast() const { return m_nScaleContrast; }
-  int ScaleManualFirst() const { return m_nScaleManualFirst; }
-  int ScaleManualSecond() const { return m_nScaleManualSecond; }
-  void SetScaleLevels(int nContrast, int nManualFirst, int nManualSecond);
 
   // Tags and the signal history from the picture. ShowTag scrolls the tag into view and
   // clicks its start at its frequency (so that the player, when there is one, plays it).
@@ -129,13 +125,13 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   QPointer<CAnalyseStatusDlg> m_pStatusDlg;
   QElapsedTimer m_lastScroll;
   bool m_bScaleAutomatic = true;
+  int m_nContrast;
+  int m_nManualFirst;
+  int m_nManualSecond;
   bool m_bShowLegend = true;
   int m_nZoomStep = 0;
   bool m_bHaveMark = false;
   QPoint m_ptMark;  // the last click, in picture pixels
-  int m_nScaleContrast = CImageScaling::kDefaultContrast;
-  int m_nScaleManualFirst = CImageScaling::kDefaultManualFirst;
-  int m_nScaleManualSecond = CImageScaling::kDefaultManualSecond;
   // A tag's rectangle being dragged (picture pixels), or armed by BeginTagRectangle.
   bool m_bTagArmed = false;
   bool m_bTagDrag = false;

@@ -25,6 +25,7 @@
 #include "analysis/Palettes.h"
 #include "app/AnalyseStatusDlg.h"
 #include "app/MainFrame.h"
+#include "app/ManualScalePane.h"
 #include "app/PropertiesPane.h"
 #include "app/QtMessageTarget.h"
 #include "app/SelectDataFile.h"
@@ -112,6 +113,13 @@ class CAppTests : public QObject {
  private slots:
   void initTestCase() {
     QVERIFY(m_dir.isValid());
+    // Every run starts from empty settings and data folders (those of the test, never the
+    // user's: CTest points them into the build tree).
+    for (const char* pszVariable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
+      const QString strFolder = qEnvironmentVariable(pszVariable);
+      QVERIFY2(strFolder.contains("/home/app_tests/"), pszVariable);
+      QDir(strFolder).removeRecursively();
+    }
     std::vector<std::filesystem::path> written;
     std::string strError;
     QVERIFY2(WriteDemoRecording(m_dir.filePath("demo").toStdString(), written, strError), strError.c_str());
@@ -320,6 +328,13 @@ class CAppTests : public QObject {
     QCOMPARE(nStored, 0);
     Frame()->Action("ScaleManual")->trigger();
     QVERIFY(!session.Image().Scaling().Automatic());
+    // The Manual Scale pane's levels redraw at once.
+    std::vector<std::uint32_t> manual(session.Image().Pixels(), session.Image().Pixels() + original.size());
+    Frame()->ManualScale().SetLevels(-120, -40);
+    QCOMPARE(session.Image().Scaling().ManualFirst(), 120);
+    QCOMPARE(session.Image().Scaling().ManualSecond(), 40);
+    QVERIFY(std::memcmp(manual.data(), session.Image().Pixels(), original.size() * 4) != 0);
+    Frame()->ManualScale().SetLevels(-160, -60);
     Frame()->Action("ScaleAutomatic")->trigger();
     Frame()->SetPalette(CPalettes::kDefault);
     QVERIFY(!View().IsBusy());

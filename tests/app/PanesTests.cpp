@@ -28,6 +28,7 @@
 #include "app/AboutDlg.h"
 #include "app/CurrentValuesDlg.h"
 #include "app/MainFrame.h"
+#include "app/ManualScalePane.h"
 #include "app/SignalHistoryDlg.h"
 #include "app/SignalHistoryView.h"
 #include "app/SplashScreen.h"
@@ -326,11 +327,9 @@ class CPanesTests : public QObject {
     const CImageRows rowsBefore = Session().Image().Rows();
     const std::uint64_t nGeneration = Session().Generation();
     Frame()->Action("ScaleManual")->trigger();
-    auto* pFirst = Frame()->findChild<QSpinBox*>("ManualFirst");
-    auto* pSecond = Frame()->findChild<QSpinBox*>("ManualSecond");
-    QVERIFY(pFirst && pSecond && pFirst->isEnabled());
-    pFirst->setValue(120);
-    pSecond->setValue(40);
+    QSpinBox* pFirst = Frame()->ManualScale().WeakestField();
+    QVERIFY(pFirst->isEnabled());
+    Frame()->ManualScale().SetLevels(-120, -40);
     QVERIFY(!View().IsBusy());
     QVERIFY(Session().Generation() > nGeneration);
     QVERIFY(Session().Image().Rows() == rowsBefore);
@@ -342,7 +341,7 @@ class CPanesTests : public QObject {
     QCOMPARE(image.Pixel(0, yRow0), image.Colours()[8192]);
     // Stored for the next start.
     int nFirst = 0;
-    QVERIFY(m_pApp->Settings().Read("CVexlorView::m_nScaleManualFirst", nFirst));
+    QVERIFY(m_pApp->Settings().Read("CManualScalePane::m_nManualFirst", nFirst));
     QCOMPARE(nFirst, 120);
     Frame()->Action("ScaleAutomatic")->trigger();
     QVERIFY(!pFirst->isEnabled());
