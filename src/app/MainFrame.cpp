@@ -313,22 +313,14 @@ void CMainFrame::CreateDocks() {
     addDockWidget(pane.eArea, pDock);
     m_pPanesMenu->addAction(pDock->toggleViewAction());
   }
-  auto* pScaleDock = new QDockWidget("Manual Scale", this);
-  pScaleDock->setObjectName("ManualScalePane");
-  m_pManualScale = new CManualScalePane(m_app.Settings(), pScaleDock);
-  pScaleDock->setWidget(m_pManualScale);
-  addDockWidget(Qt::RightDockWidgetArea, pScaleDock);
-  m_pPanesMenu->addAction(pScaleDock->toggleViewAction());
+  m_pManualScale = new CManualScalePane(m_app.Settings(), this);
+  AddPane("Manual Scale", m_pManualScale, Qt::RightDockWidgetArea);
   connect(m_pManualScale, &CManualScalePane::ScalingChanged, m_pView, &CVexlorView::SetScaling);
   m_pView->SetScaling(m_pManualScale->Contrast(), m_pManualScale->ManualFirst(), m_pManualScale->ManualSecond());
   m_pManualScale->AddScaleSwitch(Action("ScaleAutomatic"), Action("ScaleManual"));
   CreateHistoryAndTagsPanes();
-  auto* pProperties = new QDockWidget("Properties", this);
-  pProperties->setObjectName("PropertiesPane");
-  m_pProperties = new CPropertiesPane(m_app.Settings(), pProperties);
-  pProperties->setWidget(m_pProperties);
-  addDockWidget(Qt::RightDockWidgetArea, pProperties);
-  m_pPanesMenu->addAction(pProperties->toggleViewAction());
+  m_pProperties = new CPropertiesPane(m_app.Settings(), this);
+  QDockWidget* pProperties = AddPane("Properties", m_pProperties, Qt::RightDockWidgetArea);
   // The right-hand panes share one column as tabs; the properties first.
   const auto docks = findChildren<QDockWidget*>();
   for (QDockWidget* p : docks)
@@ -338,21 +330,22 @@ void CMainFrame::CreateDocks() {
 
 // --- Signal History and Tags ---------------------------------------------------------------
 
+QDockWidget* CMainFrame::AddPane(const char* pszTitle, QWidget* pContent, Qt::DockWidgetArea eArea) {
+  auto* pDock = new QDockWidget(pszTitle, this);
+  pDock->setObjectName(QString(pszTitle).remove(' ') + "Pane");
+  pDock->setWidget(pContent);
+  addDockWidget(eArea, pDock);
+  m_pPanesMenu->addAction(pDock->toggleViewAction());
+  return pDock;
+}
+
 void CMainFrame::CreateHistoryAndTagsPanes() {
-  const auto addPane = [this](const char* pszTitle, QWidget* pWidget, Qt::DockWidgetArea eArea) {
-    auto* pDock = new QDockWidget(pszTitle, this);
-    pDock->setObjectName(QString(pszTitle).remove(' ') + "Pane");
-    pDock->setWidget(pWidget);
-    addDockWidget(eArea, pDock);
-    m_pPanesMenu->addAction(pDock->toggleViewAction());
-    return pDock;
-  };
   CAnalysisSession& session = m_pView->Session();
   m_pHistory = new CSignalHistoryView(m_app.Settings(), this);
-  m_pHistoryDock = addPane("Signal History", m_pHistory, Qt::BottomDockWidgetArea);
+  m_pHistoryDock = AddPane("Signal History", m_pHistory, Qt::BottomDockWidgetArea);
   m_pHistoryDock->hide();
   m_pTags = new CTagsPane(session, this);
-  addPane("Tags", m_pTags, Qt::RightDockWidgetArea);
+  AddPane("Tags", m_pTags, Qt::RightDockWidgetArea);
 
   connect(m_pView, &CVexlorView::HistoryRequested, this, [this](int nColumn) { ShowHistory(nColumn); });
   // A new run makes a new picture: the chart of the old one goes.

@@ -85,6 +85,8 @@ class CMainFrame final : public QMainWindow {
   void CreateActions();
   void CreateMenusAndToolbar();
   void CreateDocks();
+  // A docking pane titled pszTitle holding pContent, listed in the "Panes" menu.
+  QDockWidget* AddPane(const char* pszTitle, QWidget* pContent, Qt::DockWidgetArea eArea);
   void CreateHistoryAndTagsPanes();
   void RaisePane(QWidget* pContent);
   void UpdateRecentFiles();
