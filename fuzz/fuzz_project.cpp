@@ -41,7 +41,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   (void)history.Scale(false);
   (void)CAnalysisImage::FrequencyColumn(options, nWidth, options.m_nAnalysisCenterFreq);
 
-  CAnalysisImage image;
+  // One picture for every input: building its 65 536-entry colour table took most of each
+  // run, and Reset() leaves nothing of the previous input behind.
+  static CAnalysisImage image;
   image.Reset(options, nWidth, nHeight);
   image.SetRows(std::move(rows));
   image.SetScaleAutomatic(false);

@@ -53,6 +53,21 @@ class CAnalysisImage {
   // ask for a picture larger than its data.
   static void FitToRows(const CImageRows& rows, int nStatedWidth, int nStatedHeight, int& nWidth, int& nHeight);
 
+  // The memory a run needs, known from the options before it starts: the picture's pixels
+  // and one line of nWidth levels for every FFT row of the analysed range (the picture keeps
+  // every row so that it can be redrawn and saved), plus, when a project is to be written,
+  // the row texts the project writer builds (Base64 in a list, in the document, and in the
+  // text written). Bytes.
+  static std::uint64_t RunMemoryBytes(std::int64_t nRows, int nWidth, int nHeight, bool bWithProject);
+  // False when a run of these options at nWidth x nHeight would need more than
+  // nAvailableBytes; strMessage then says what it needs, what is available and what would
+  // fit (a shorter range, a larger FFT or overlap step, a narrower picture). Checked before
+  // a run rather than kept on disk: every consumer of the rows (redraw, project, signal
+  // history) reads them at random, and a run that cannot fit is better refused in a
+  // second than slowed down by paging for an hour.
+  static bool CheckRunMemory(const CAnalysisOptions& options, int nWidth, int nHeight, bool bWithProject,
+                             std::uint64_t nAvailableBytes, std::string& strMessage);
+
   // The label spacing in rows: about the height of one label's text.
   static constexpr int kLabelSpacingRows = 16;
 

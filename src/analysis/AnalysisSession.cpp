@@ -11,6 +11,7 @@
 #include "analysis/ProjectFile.h"
 #include "analysis/SelectionModel.h"
 #include "core/Log.h"
+#include "core/ProcessFigures.h"
 #include "recording/SeriesPosition.h"
 #include "recording/WaveFileData.h"
 
@@ -288,6 +289,11 @@ bool CAnalysisSession::StartAnalysis(std::string& strError) {
   CAnalysisOptions options = m_options;
   options.m_nAnalysisDisplayWidth = size.nWidth;
   options.m_nAnalysisDisplayHeight = size.nHeight;
+  // The picture keeps every row of the run: a run that cannot fit in memory is refused
+  // now, with what would fit, instead of failing after it has filled the machine.
+  if (!CAnalysisImage::CheckRunMemory(options, size.nWidth, size.nHeight, false, AvailableMemoryBytes() / 10 * 9,
+                                      strError))
+    return false;
   m_state = SAnalysisRunState{};
   m_bAbortRequested = false;
   m_state.bBusy = true;

@@ -12,6 +12,8 @@
 #include "analysis/AnalysisOptions.h"
 #include "analysis/Base64.h"
 #include "core/Log.h"
+#include "core/ProcessFigures.h"
+#include "core/SystemTime.h"
 #include "persist/XMLMgr.h"
 
 namespace fs = std::filesystem;
@@ -27,7 +29,9 @@ constexpr const char* kRootName = "Brannock-Vexlor";
 // libgomp's barriers are invisible to the thread sanitizer, which would report the rows
 // handed from the encoding threads to the document as races; sanitizer builds encode and
 // decode on the calling thread (the thread count is read back, so the split still holds).
-#if defined(__SANITIZE_THREAD__)
+// Fuzzing builds do the same: starting eight threads for every input of a few bytes made
+// the project fuzzer too slow to reach deep inputs.
+#if defined(__SANITIZE_THREAD__) || defined(FUZZING_BUILD_MODE_UNSAFE_FOR_PRODUCTION)
 constexpr bool kParallel = false;
 #else
 constexpr bool kParallel = true;
@@ -86,6 +90,19 @@ bool LoadDocument(CXMLMgr& xml, CAnalysisOptions& options, CImageRows& rows, int
 
   std::vector<std::string> astrDamage;
   options.ReadAttributes(optionsElement, "m_nTimeFormatLocal");
+  // Every time shown or computed with comes from these four: one out of range would
+  // overflow the arithmetic on it.
+  for (const auto& [pszKey, tValue] : {std::pair{"m_tRecordingStartUTC", options.m_tRecordingStartUTC},
+                                       std::pair{"m_tRecordingEndUTC", options.m_tRecordingEndUTC},
+                                       std::pair{"m_tAnalysisStartUTC", options.m_tAnalysisStartUTC},
+                                       std::pair{"m_tAnalysisEndUTC", options.m_tAnalysisEndUTC}}) {
+    if (!IsAcceptedTime(tValue)) {
+      strMessage = StrFormat("%s is damaged: \"%s\" (%lld) is not a time from 1970 to 9999", strName.c_str(), pszKey,
+                             static_cast<long long>(tValue));
+      LogLine(strMessage);
+      return false;
+    }
+  }
   strTagXml = CXMLMgr::GetAttribute(tagsElement, "XML");
   const std::int64_t nCount = CXMLMgr::GetAttributeInt64(dataElement, "Count");
   nWidth = CXMLMgr::GetAttributeInt32(dataElement, "Width");
@@ -202,6 +219,12 @@ bool LoadDocument(CXMLMgr& xml, CAnalysisOptions& options, CImageRows& rows, int
   return true;
 }
 
+// Loading holds the text, the document over it and the decoded rows at once: a project
+// may be as large as half the memory the machine can give, and at least 64 MiB.
+std::uint64_t ProjectSizeLimit() {
+  return std::max<std::uint64_t>(AvailableMemoryBytes() / 2, CXMLMgr::kDefaultSizeLimit);
+}
+
 // Loads into temporaries first, so that a failure leaves the caller's data as it was.
 bool LoadChecked(CXMLMgr& xml, CAnalysisOptions& options, CImageRows& rows, int& nWidth, int& nHeight,
                  std::string& strTagXml, CProjectProgress& progress, const std::string& strName,
@@ -315,6 +338,7 @@ bool CProjectFile::Load(CAnalysisOptions& options, const fs::path& pathIn, CImag
   const fs::path path = pathIn.empty() ? DefaultPath() : pathIn;
   progress.SetCaption("Opening project...");
   CXMLMgr xml;
+  xml.SetSizeLimit(ProjectSizeLimit());
   if (!xml.Load(path)) {
     strMessage = StrFormat("Cannot load project %s: %s", path.string().c_str(), xml.LastError().c_str());
     LogLine(strMessage);
@@ -330,6 +354,7 @@ bool CProjectFile::LoadFromBuffer(CAnalysisOptions& options, const void* pData, 
   CProjectProgress& progress = pProgress ? *pProgress : noProgress;
   progress.SetCaption("Opening project...");
   CXMLMgr xml;
+  xml.SetSizeLimit(ProjectSizeLimit());
   if (!xml.LoadFromBuffer(pData, nSize)) {
     strMessage = StrFormat("Cannot load project: %s", xml.LastError().c_str());
     return false;

@@ -104,7 +104,7 @@ std::string CSelectionModel::BandwidthLabel(std::uint32_t nHz) {
 }
 
 std::vector<CSelectionModel::SSummaryRow> CSelectionModel::RecordingRows(const CRecordingDescription& d) {
-  return {
+  std::vector<SSummaryRow> rows = {
       {"Files", StrFormat("%u", d.m_nFiles), "Recording: Total files"},
       {"Size", StrFormat("%.3f GB", static_cast<double>(d.TotalBytes()) / 1e9), "Recording: Total file size in GB"},
       {"Source", d.m_strSource, "Recording: Program which made the recording"},
@@ -115,6 +115,10 @@ std::vector<CSelectionModel::SSummaryRow> CSelectionModel::RecordingRows(const C
       {"End (UTC)", FormatUtcSeconds(d.m_tEnd), "Recording: End time (UTC)"},
       {"Duration", ClockDuration(static_cast<std::int64_t>(d.m_dDuration)), "Recording: Duration"},
   };
+  // Where a header claimed more than its file holds: the figures above are what is there.
+  for (const std::string& strWarning : d.m_astrWarnings)
+    rows.push_back({"Warning", strWarning, "Recording: a file states more than it holds"});
+  return rows;
 }
 
 std::vector<CSelectionModel::SSummaryRow> CSelectionModel::AnalysisRows(const CAnalysisOptions& o) {

@@ -52,7 +52,8 @@ class CSelectionModel {
     std::string strTooltip;
   };
   static constexpr const char* kSeparatorLabel = "- - -";
-  // The recording's rows ("Files" .. "Duration").
+  // The recording's rows ("Files" .. "Duration"), then a "Warning" row for each size a file
+  // states but does not hold.
   static std::vector<SSummaryRow> RecordingRows(const CRecordingDescription& desc);
   // The analysis rows ("FFT Size" .. "Display Rows") of options whose derived values are
   // up to date.

@@ -16,6 +16,8 @@ enum class EEngineFault {
   FFTPlan,      // an FFT plan could not be made
   Buffer,       // a work buffer could not be allocated
   AudioDevice,  // the audio output device did not open
+  FileWrite,    // a file the program keeps could not be written or made: the settings, a
+                // recording description written back, the data folder
 };
 
 struct CEngineFault {
@@ -25,11 +27,16 @@ struct CEngineFault {
 
 using EngineFaultHandler = std::function<void(const CEngineFault&)>;
 
-// Returns the subscription's id (never 0).
+// Returns the subscription's id (never 0). Faults kept for want of a subscriber are handed
+// to the handler first, on the subscribing thread.
 int SubscribeEngineFaults(EngineFaultHandler handler);
 // After this returns the handler is not running and is never called again.
 void UnsubscribeEngineFaults(int nId);
 void ReportEngineFault(EEngineFault eKind, const std::string& strText);
+// For faults that would repeat on every write (settings on a full disk): each text is
+// reported once per process. One reported while nobody subscribes (at start-up, before a
+// session exists) is kept, up to 32, and handed to the next subscriber when it subscribes.
+void ReportEngineFaultOnce(EEngineFault eKind, const std::string& strText);
 
 // A subscription that ends with its owner.
 class CEngineFaultSubscription {

@@ -1,6 +1,6 @@
 #include "core/Paths.h"
 
-#include "core/UserFaults.h"
+#include "core/EngineFaults.h"
 
 #include <cstdlib>
 #include <string>
@@ -23,7 +23,7 @@ fs::path XdgFolder(const char* variable, const char* fallbackUnderHome) {
 fs::path Ensure(const fs::path& p) {
   std::error_code ec;
   fs::create_directories(p, ec);
-  if (ec) ReportUserFault("cannot make the folder \"" + p.string() + "\": " + ec.message());
+  if (ec) ReportEngineFaultOnce(EEngineFault::FileWrite, "cannot make the folder \"" + p.string() + "\": " + ec.message());
   return p;
 }
 

@@ -18,5 +18,5 @@ std::filesystem::path SettingsFolder();
 std::filesystem::path DataFolder();
 std::filesystem::path PicturesFolder();
 
-// A folder that cannot be made is reported once as a user fault (core/UserFaults.h) and
+// A folder that cannot be made is reported once as an engine fault (core/EngineFaults.h) and
 // its path is still returned; the write that follows fails with its own reason.

@@ -13,7 +13,7 @@
 
 #include "core/Log.h"
 #include "core/Paths.h"
-#include "core/UserFaults.h"
+#include "core/EngineFaults.h"
 #include "persist/XMLMgr.h"
 
 namespace {
@@ -58,62 +58,6 @@ bool ReadWholeFile(const std::filesystem::path& path, std::string& bytes) {
   if (!in) return false;
   bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
   return !in.bad();
-}
-
-// Strict conversions: the whole text must be the number (the file is ours; anything else
-// is damage or a hand edit gone wrong, and then the value counts as missing).
-template <class T>
-bool ParseWhole(std::string_view text, T& value) {
-  if (text.empty()) return false;
-  const auto [ptr, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return ec == std::errc() && ptr == text.data() + text.size();
-}
-
-template <class T>
-bool ReadIntegerInRange(std::string_view text, T& out) {
-  if (!text.empty() && text[0] == '-') {
-    std::int64_t n = 0;
-    if (!ParseWhole(text, n)) return false;
-    if (n < static_cast<std::int64_t>(std::numeric_limits<T>::min())) return false;
-    out = static_cast<T>(n);
-    return true;
-  }
-  std::uint64_t n = 0;
-  if (!ParseWhole(text, n)) return false;
-  if (n > static_cast<std::uint64_t>(std::numeric_limits<T>::max())) return false;
-  out = static_cast<T>(n);
-  return true;
-}
-
-std::string ToHex(const std::vector<std::uint8_t>& bytes) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  text.reserve(bytes.size() * 2);
-  for (std::uint8_t b : bytes) {
-    text += kDigits[b >> 4];
-    text += kDigits[b & 0x0F];
-  }
-  return text;
-}
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return -1;
-}
-
-bool FromHex(std::string_view text, std::vector<std::uint8_t>& bytes) {
-  if (text.size() % 2 != 0) return false;
-  std::vector<std::uint8_t> out(text.size() / 2);
-  for (std::size_t i = 0; i < out.size(); ++i) {
-    const int hi = HexDigit(text[2 * i]);
-    const int lo = HexDigit(text[2 * i + 1]);
-    if (hi < 0 || lo < 0) return false;
-    out[i] = static_cast<std::uint8_t>(hi * 16 + lo);
-  }
-  bytes = std::move(out);
-  return true;
 }
 
 }  // namespace
@@ -208,7 +152,7 @@ bool CMySettingsStore::SaveLocked() {
   std::string strError;
   if (!WriteFileAtomically(m_path, text.data(), text.size(), &strError)) {
     m_strLastError = strError;
-    ReportUserFault("The settings could not be saved: " + strError);
+    ReportEngineFaultOnce(EEngineFault::FileWrite, "The settings could not be saved: " + strError);
     return false;
   }
   m_strLastError.clear();
@@ -291,30 +235,27 @@ bool CMySettingsStore::Read(std::string_view strName, bool& bValue) {
 
 bool CMySettingsStore::Read(std::string_view strName, int& nValue) {
   CValue value;
-  return Find(strName, kTypeInt, value) && ReadIntegerInRange(value.strData, nValue);
+  return Find(strName, kTypeInt, value) && CSettingsValueText::ReadInteger(value.strData, nValue);
 }
 
 bool CMySettingsStore::Read(std::string_view strName, unsigned& nValue) {
   CValue value;
-  return Find(strName, kTypeInt, value) && ReadIntegerInRange(value.strData, nValue);
+  return Find(strName, kTypeInt, value) && CSettingsValueText::ReadInteger(value.strData, nValue);
 }
 
 bool CMySettingsStore::Read(std::string_view strName, std::int64_t& nValue) {
   CValue value;
-  return Find(strName, kTypeInt, value) && ReadIntegerInRange(value.strData, nValue);
+  return Find(strName, kTypeInt, value) && CSettingsValueText::ReadInteger(value.strData, nValue);
 }
 
 bool CMySettingsStore::Read(std::string_view strName, std::uint64_t& nValue) {
   CValue value;
-  return Find(strName, kTypeInt, value) && ReadIntegerInRange(value.strData, nValue);
+  return Find(strName, kTypeInt, value) && CSettingsValueText::ReadInteger(value.strData, nValue);
 }
 
 bool CMySettingsStore::Read(std::string_view strName, double& dValue) {
   CValue value;
-  double d = 0.0;
-  if (!Find(strName, kTypeDouble, value) || !ParseWhole(value.strData, d)) return false;
-  dValue = d;
-  return true;
+  return Find(strName, kTypeDouble, value) && CSettingsValueText::ReadDouble(value.strData, dValue);
 }
 
 bool CMySettingsStore::Read(std::string_view strName, std::string& strValue) {
@@ -333,22 +274,12 @@ bool CMySettingsStore::Read(std::string_view strName, std::vector<std::string>& 
 
 bool CMySettingsStore::Read(std::string_view strName, std::vector<std::uint8_t>& abValue) {
   CValue value;
-  return Find(strName, kTypeBinary, value) && FromHex(value.strData, abValue);
+  return Find(strName, kTypeBinary, value) && CSettingsValueText::ReadHex(value.strData, abValue);
 }
 
 bool CMySettingsStore::Read(std::string_view strName, CSettingsRect& rcValue) {
   CValue value;
-  if (!Find(strName, kTypeRect, value)) return false;
-  int an[4] = {};
-  std::string_view rest(value.strData);
-  for (int i = 0; i < 4; ++i) {
-    const std::size_t comma = rest.find(',');
-    if ((i < 3) != (comma != std::string_view::npos)) return false;
-    if (!ReadIntegerInRange(rest.substr(0, comma), an[i])) return false;
-    if (i < 3) rest.remove_prefix(comma + 1);
-  }
-  rcValue = CSettingsRect{an[0], an[1], an[2], an[3]};
-  return true;
+  return Find(strName, kTypeRect, value) && CSettingsValueText::ReadRect(value.strData, rcValue);
 }
 
 bool CMySettingsStore::Write(std::string_view strName, bool bValue) {
@@ -372,11 +303,9 @@ bool CMySettingsStore::Write(std::string_view strName, std::uint64_t nValue) {
 }
 
 bool CMySettingsStore::Write(std::string_view strName, double dValue) {
-  // Shortest text that reads back to the same double, whatever the locale.
-  char buffer[64];
-  const auto [ptr, ec] = std::to_chars(buffer, buffer + sizeof(buffer), dValue);
-  if (ec != std::errc()) return false;
-  return Store(strName, CValue{kTypeDouble, std::string(buffer, ptr), {}});
+  std::string strText = CSettingsValueText::DoubleText(dValue);
+  if (strText.empty()) return false;
+  return Store(strName, CValue{kTypeDouble, std::move(strText), {}});
 }
 
 bool CMySettingsStore::Write(std::string_view strName, const std::string& strValue) {
@@ -392,11 +321,9 @@ bool CMySettingsStore::Write(std::string_view strName, const std::vector<std::st
 }
 
 bool CMySettingsStore::Write(std::string_view strName, const std::vector<std::uint8_t>& abValue) {
-  return Store(strName, CValue{kTypeBinary, ToHex(abValue), {}});
+  return Store(strName, CValue{kTypeBinary, CSettingsValueText::HexText(abValue), {}});
 }
 
 bool CMySettingsStore::Write(std::string_view strName, const CSettingsRect& rcValue) {
-  return Store(strName, CValue{kTypeRect,
-                               StrFormat("%d,%d,%d,%d", rcValue.left, rcValue.top, rcValue.right, rcValue.bottom),
-                               {}});
+  return Store(strName, CValue{kTypeRect, CSettingsValueText::RectText(rcValue), {}});
 }

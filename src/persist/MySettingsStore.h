@@ -25,13 +25,7 @@
 #include <string_view>
 #include <vector>
 
-struct CSettingsRect {
-  int left = 0;
-  int top = 0;
-  int right = 0;
-  int bottom = 0;
-  bool operator==(const CSettingsRect&) const = default;
-};
+#include "persist/SettingsValueText.h"
 
 class CMySettingsStore {
  public:
@@ -83,7 +77,7 @@ class CMySettingsStore {
 
   // Why the last write failed, naming the file and the system's reason; empty after a
   // write that succeeded. The first failure of each kind is also reported once to the
-  // user (core/UserFaults.h).
+  // user (core/EngineFaults.h).
   std::string LastError();
 
   // Removes a value; true when it existed.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "core/AtomicFile.h"
 #include "player/AudioFileWriter.h"
 
 namespace {
@@ -82,9 +83,10 @@ class CMp3AudioWriter final : public CAudioFileWriter {
       Release();
       return false;
     }
-    m_pFile = std::fopen(path.c_str(), "wb");
-    if (!m_pFile) {
-      strError = std::strerror(errno);
+    // Written atomically: the file appears when the recording closes, so a kill leaves no
+    // half file; a recording cut short by a full disk keeps the audio that was written.
+    if (!m_file.Open(path)) {
+      strError = m_file.ErrorText();
       Release();
       return false;
     }
@@ -93,7 +95,7 @@ class CMp3AudioWriter final : public CAudioFileWriter {
   }
 
   bool Write(const std::int16_t* pSamples, std::size_t nCount) override {
-    if (m_bFailed || !m_pFile) return false;
+    if (m_bFailed || !m_file.IsOpen()) return false;
     m_abOut.resize(Mp3BufferSize(nCount));
     // Mono: LAME reads the left channel only.
     const int nBytes = lame_encode_buffer(m_pLame, const_cast<short*>(pSamples), const_cast<short*>(pSamples),
@@ -103,13 +105,12 @@ class CMp3AudioWriter final : public CAudioFileWriter {
   }
 
   void Close() override {
-    if (m_pFile) {
+    if (m_file.IsOpen()) {
       if (!m_bFailed) {
         m_abOut.resize(Mp3BufferSize(0));
         Put(lame_encode_flush(m_pLame, m_abOut.data(), static_cast<int>(m_abOut.size())));
       }
-      std::fclose(m_pFile);
-      m_pFile = nullptr;
+      m_file.Commit();
     }
     Release();
   }
@@ -128,11 +129,8 @@ class CMp3AudioWriter final : public CAudioFileWriter {
       m_bFailed = true;
       return false;
     }
-    if (nBytes > 0 && std::fwrite(m_abOut.data(), 1, static_cast<std::size_t>(nBytes), m_pFile) !=
-                          static_cast<std::size_t>(nBytes))
-      m_bFailed = true;
-    // Pushed out at once, so that a full disk is noticed at the write that hit it.
-    if (!m_bFailed && std::fflush(m_pFile) != 0) m_bFailed = true;
+    // Unbuffered, so that a full disk is noticed at the write that hit it.
+    if (nBytes > 0 && !m_file.Write(m_abOut.data(), static_cast<std::size_t>(nBytes))) m_bFailed = true;
     return !m_bFailed;
   }
 
@@ -142,7 +140,7 @@ class CMp3AudioWriter final : public CAudioFileWriter {
   }
 
   lame_t m_pLame = nullptr;
-  std::FILE* m_pFile = nullptr;
+  CAtomicFile m_file;
   std::vector<unsigned char> m_abOut;
   bool m_bFailed = false;
 };

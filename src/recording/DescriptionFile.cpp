@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "core/Log.h"
-#include "core/UserFaults.h"
+#include "core/EngineFaults.h"
 #include "persist/XMLMgr.h"
 #include "recording/RecordingCaches.h"
 #include "recording/RiffFile.h"
@@ -180,7 +180,7 @@ std::string CDescriptionFile::Complete(CXMLMgr& xml, const std::filesystem::path
     xml.AddProcessingInstruction();
     // A description that cannot be written back is still used as it stands.
     if (!xml.Save(savePath))
-      ReportUserFault("The recording description could not be written back (the recording is still read): " +
+      ReportEngineFaultOnce(EEngineFault::FileWrite, "The recording description could not be written back (the recording is still read): " +
                       xml.LastError());
   }
   return xml.GetXML();

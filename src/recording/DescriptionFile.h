@@ -77,7 +77,7 @@ class CDescriptionFile {
   // Adds the data size when missing, saves to savePath (when not empty) if anything changed
   // or bAlwaysSave, and returns the document's text. A failed save never fails the read.
   // A description that cannot be written back is still used; the user is told once
-  // (core/UserFaults.h).
+  // (core/EngineFaults.h).
   static std::string Complete(CXMLMgr& xml, const std::filesystem::path& wavPath,
                               const std::filesystem::path& savePath, bool bAlwaysSave);
 

@@ -101,6 +101,10 @@ bool IsGif(const QByteArray& format) { return format == "gif"; }
 
 }  // namespace
 
+// The text application above lives until the process ends, and fontconfig's configuration
+// with it; the leak checker of sanitizer builds is told that this is not a leak.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig\n"; }
+
 bool CPictureRenderer::FormatSupported(const std::filesystem::path& path, std::string& strError) {
   const QByteArray format = FormatOf(path);
   if (IsGif(format)) return true;

@@ -9,7 +9,10 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 
+#include "core/Paths.h"
+#include "core/EngineFaults.h"
 #include "support/TestEnvironment.h"
 
 namespace {
@@ -81,6 +84,30 @@ TEST(AtomicFile, TemporariesOfProcessesThatEndedAreRemoved) {
   WriteBytes(folder / ".a.xml.vexlor-notes", "not ours");
   CAtomicFile::RemoveStaleTemporaries(folder.Path());
   EXPECT_EQ(FolderNames(folder.Path()), (std::vector<std::string>{strMine, ".a.xml.vexlor-notes"}));
+}
+
+}  // namespace
+
+namespace {
+
+// A data folder that cannot be made (its parent is a file) is reported to the user once,
+// with the reason, however often it is asked for.
+TEST(UserFaults, ADataFolderThatCannotBeMadeIsReportedOnce) {
+  CTempFolder folder;
+  WriteBytes(folder / "not a folder", "x");
+  const int nResult = RunInChild([&] {
+    std::vector<std::string> astrFaults;
+    CEngineFaultSubscription subscription([&](const CEngineFault& f) { astrFaults.push_back(f.strText); });
+    setenv("XDG_DATA_HOME", (folder / "not a folder").c_str(), 1);
+    DataFolder();
+    DataFolder();
+    if (astrFaults.size() != 1) return 1;
+    return astrFaults[0].find("cannot make the folder") != std::string::npos &&
+                   astrFaults[0].find("Not a directory") != std::string::npos
+               ? 0
+               : 2;
+  });
+  EXPECT_EQ(nResult, 0);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "core/UserFaults.h"
+#include "core/EngineFaults.h"
 #include "persist/MySettingsStore.h"
 #include "persist/XMLMgr.h"
 #include "support/TestEnvironment.h"
@@ -79,13 +79,13 @@ TEST(HostileXml, SettingsThatCannotBeWrittenAreReportedOnce) {
   ASSERT_TRUE(CMySettingsStore(file).Write("Small", 1));
   const int nResult = RunInChild(
       [&] {
-        TakeUserFaults();
+        std::vector<std::string> astrFaults;
+        CEngineFaultSubscription subscription([&](const CEngineFault& f) { astrFaults.push_back(f.strText); });
         CMySettingsStore store(file);
         const std::string strBig(8192, 'x');
         if (store.Write("Big", strBig) || store.Write("Big", strBig + "y")) return 1;
         if (store.LastError().find("File too large") == std::string::npos) return 2;
         // Two failures, one message for the user.
-        const std::vector<std::string> astrFaults = TakeUserFaults();
         if (astrFaults.size() != 1 || astrFaults[0].find("settings could not be saved") == std::string::npos)
           return 3;
         int nValue = 0;

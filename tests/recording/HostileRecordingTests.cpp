@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "RecordingFixtures.h"
+#include "core/EngineFaults.h"
 #include "recording/DescriptionFile.h"
 #include "recording/RecordingCaches.h"
 #include "recording/WaveFileData.h"
@@ -235,4 +236,26 @@ TEST(HostileAtomic, AWavWriteThatFailsOrIsKilledKeepsThePreviousFile) {
   EXPECT_EQ(nKilled, 128 + SIGKILL);
   EXPECT_EQ(ReadBytes(dir / "out.wav"), "previous");
   EXPECT_EQ(FolderNames(dir.Path()), std::vector<std::string>{"out.wav"});
+}
+
+TEST(HostileAtomic, ADescriptionThatCannotBeWrittenBackIsStillUsedAndReportedOnce) {
+  CTempFolder dir;
+  WritePlain(dir / "n 000.wav", 400);
+  // No "Size": the reader completes the description and writes it back, which fails here.
+  const std::string strXml = Description("n 000.wav", "1700000000", "0");
+  WriteBytes(dir / "n 000.xml", strXml);
+  const int nResult = RunInChild(
+      [&] {
+        std::vector<std::string> astrFaults;
+        CEngineFaultSubscription subscription([&](const CEngineFault& f) { astrFaults.push_back(f.strText); });
+        CWaveFileData data;
+        CRecordingDescription desc;
+        if (!data.GetInformation(dir / "n 000.wav", true, desc) || desc.TotalBytes() != 400) return 1;
+        if (astrFaults.size() != 1 || astrFaults[0].find("File too large") == std::string::npos) return 2;
+        return 0;
+      },
+      64);
+  EXPECT_EQ(nResult, 0);
+  EXPECT_EQ(ReadBytes(dir / "n 000.xml"), strXml);
+  EXPECT_EQ(FolderNames(dir.Path()), (std::vector<std::string>{"n 000.wav", "n 000.xml"}));
 }
