@@ -29,7 +29,8 @@ const Command kCommands[] = {
 };
 
 void PrintUsage(FILE* out) {
-  std::fprintf(out, "usage: vexlor-cli COMMAND [ARGS]\n\ncommands:\n");
+  std::fprintf(out, "usage: vexlor-cli [-v|--verbose] COMMAND [ARGS]\n\n"
+                    "  -v, --verbose  copy every line of the log to stderr as well\n\ncommands:\n");
   for (const Command& c : kCommands) std::fprintf(out, "  %s\n", c.synopsis);
 }
 
@@ -40,11 +41,21 @@ int main(int argc, char** argv) {
     PrintUsage(argc < 2 ? stderr : stdout);
     return argc < 2 ? 2 : 0;
   }
+  int nFirst = 1;
+  if (!std::strcmp(argv[1], "-v") || !std::strcmp(argv[1], "--verbose")) {
+    // The log's lines as they are written, on stderr beside the command's own messages.
+    AddLogSink([](const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); });
+    ++nFirst;
+    if (argc < 3) {
+      PrintUsage(stderr);
+      return 2;
+    }
+  }
   RegisterAllMessages();
   SetLogFilePath(DataFolder() / "Vexlor.log");
 
-  const std::string name = argv[1];
-  CliArgs args(argv + 2, argv + argc);
+  const std::string name = argv[nFirst];
+  CliArgs args(argv + nFirst + 1, argv + argc);
   for (const Command& c : kCommands) {
     if (name == c.name) return c.run(args);
   }

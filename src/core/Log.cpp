@@ -15,7 +15,6 @@ struct LogState {
   std::mutex mutex;
   std::filesystem::path path;
   std::FILE* file = nullptr;
-  bool echo = false;
 };
 
 CSubscriberList<std::string>& Sinks() {
@@ -79,12 +78,6 @@ std::filesystem::path LogFilePath() {
   return s.path;
 }
 
-void SetLogEcho(bool echo) {
-  LogState& s = State();
-  std::lock_guard lock(s.mutex);
-  s.echo = echo;
-}
-
 int AddLogSink(std::function<void(const std::string& line)> sink) { return Sinks().Add(std::move(sink)); }
 
 void RemoveLogSink(int nId) { Sinks().Remove(nId); }
@@ -96,7 +89,6 @@ void LogLine(const std::string& text) {
   Sinks().Notify(line);
   LogState& s = State();
   std::lock_guard lock(s.mutex);
-  if (s.echo) std::fprintf(stderr, "%s\n", line.c_str());
   if (s.path.empty()) return;
   if (!s.file) {
     s.file = std::fopen(s.path.c_str(), "a");

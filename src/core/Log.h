@@ -28,9 +28,6 @@ std::string LogPrefix();
 void SetLogFilePath(const std::filesystem::path& path);
 std::filesystem::path LogFilePath();
 
-// Echo every line to stderr as well (the command-line tool's --verbose).
-void SetLogEcho(bool echo);
-
 // Log sinks: a front end's subscription to every line as written (prefix included; an
 // empty line stays empty), whether or not a log file is set: a GUI's log pane, a CLI's
 // stderr. A sink is called on the thread that logs, one line at a time, and must not log

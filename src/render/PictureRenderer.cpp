@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -49,18 +52,24 @@ void LogQtMessage(QtMsgType, const QMessageLogContext&, const QString& text) {
 
 // Text needs Qt's font database, which only a QGuiApplication provides. The command-line
 // tool runs without one (and often without a display), so one is made on the offscreen
-// platform at the first drawing and kept for the rest of the process: Qt cannot make a
-// second one after the first is gone. The arguments must outlive it.
+// platform at the first drawing and kept until the process exits: Qt cannot make a second
+// one after the first is gone. The arguments must outlive it.
+QGuiApplication* g_pTextApplication = nullptr;
+
 void EnsureTextApplication() {
-  static QGuiApplication* s_pApplication = nullptr;
-  if (s_pApplication || QCoreApplication::instance()) return;
+  if (g_pTextApplication || QCoreApplication::instance()) return;
   qInstallMessageHandler(LogQtMessage);
   static char szName[] = "vexlor-cli";
   static char szPlatformOption[] = "-platform";
   static char szPlatform[] = "offscreen";
   static char* argv[] = {szName, szPlatformOption, szPlatform, nullptr};
   static int argc = 3;
-  s_pApplication = new QGuiApplication(argc, argv);
+  g_pTextApplication = new QGuiApplication(argc, argv);
+  // Freed before Qt's own statics go, so that its font database lets go of fontconfig.
+  std::atexit([] {
+    delete g_pTextApplication;
+    g_pTextApplication = nullptr;
+  });
 }
 
 int AppendToByteArray(GifFileType* pGif, const GifByteType* pData, int nBytes) {

@@ -67,6 +67,19 @@ TEST_F(CliTest, InfoDescribesTheWholeSeriesAsJson) {
   EXPECT_EQ(r.strOutput.find("\"250000\""), std::string::npos);
 }
 
+TEST_F(CliTest, InfoPrintsTheSummaryRowsAndVerboseCopiesTheLog) {
+  const CRunResult plain = RunCli("info " + First());
+  ASSERT_EQ(plain.nExitCode, 0) << plain.strOutput;
+  EXPECT_NE(plain.strOutput.find("Center Freq      7100000 Hz"), std::string::npos) << plain.strOutput;
+  EXPECT_NE(plain.strOutput.find("Duration         0:01:06"), std::string::npos) << plain.strOutput;
+  EXPECT_EQ(plain.strOutput.find("CXMLMgr> "), std::string::npos);
+  // The log's lines reach stderr only when asked for.
+  const CRunResult verbose = RunCli("--verbose info " + First());
+  ASSERT_EQ(verbose.nExitCode, 0) << verbose.strOutput;
+  EXPECT_NE(verbose.strOutput.find("CXMLMgr> Constructor"), std::string::npos) << verbose.strOutput;
+  EXPECT_EQ(RunCli("--verbose").nExitCode, 2);
+}
+
 TEST_F(CliTest, AnalysedProjectRendersToTheSamePicture) {
   // Catches a project that loses rows or options on the way to disk: the picture redrawn
   // from the project must equal the one drawn during the analysis.
