@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build pkg-config
-  qt6-base-dev qt6-charts-dev libfftw3-dev libpugixml-dev portaudio19-dev libmp3lame-dev
+  qt6-base-dev qt6-charts-dev libqt6opengl6-dev libfftw3-dev libpugixml-dev portaudio19-dev libmp3lame-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
   sox fonts-dejavu-core bc ccache libgif-dev

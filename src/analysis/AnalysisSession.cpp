@@ -420,6 +420,13 @@ int CAnalysisSession::FrequencyColumn(double dFrequencyHz) const {
   return CAnalysisImage::FrequencyColumn(m_options, Width(), dFrequencyHz);
 }
 
+CAnalysisImage::SBinRange CAnalysisSession::ColumnBins(int nColumn) const {
+  const CAnalysisImage::SBinRange band = CAnalysisImage::SelectBins(m_options);
+  int nFirst = 0, nEnd = 0;
+  CColumnReducer::SourceOf(static_cast<int>(band.nCount), Width(), nColumn, nFirst, nEnd);
+  return {band.nFirst + static_cast<std::uint32_t>(nFirst), static_cast<std::uint32_t>(nEnd - nFirst)};
+}
+
 double CAnalysisSession::FrequencyAtX(double dX) const {
   const double dSpan = m_options.m_nAnalysisBandwidth;
   return m_options.m_nAnalysisCenterFreq - dSpan / 2.0 + dX / Width() * dSpan;
@@ -462,6 +469,23 @@ SPictureRect CAnalysisSession::TagRect(const CTagDefinition& tag) const {
   rect.nBottom = clip(dBottom, Height());
   rect.bVisible = rect.nRight > rect.nLeft && rect.nBottom > rect.nTop;
   return rect;
+}
+
+CTagDefinition CAnalysisSession::TagOfRect(int nX0, int nY0, int nX1, int nY1) const {
+  const int nLeft = std::min(nX0, nX1), nRight = std::max(nX0, nX1);
+  const int nTop = std::min(nY0, nY1), nBottom = std::max(nY0, nY1);
+  const double dLow = FrequencyAtX(nLeft);
+  const double dHigh = FrequencyAtX(std::max(nRight, nLeft + 1));
+  // The inverse of TagRect: the bottom edge is the first row, the top line the last.
+  const double tStart = std::round(TimeAtRow(Height() - nBottom));
+  const double tEnd = std::round(TimeAtRow(Height() - 1 - nTop));
+  CTagDefinition tag;
+  const auto hertz = [](double d) { return static_cast<std::uint32_t>(std::clamp(std::llround(d), 0LL, 0xFFFFFFFFLL)); };
+  tag.m_nFrequency = hertz((dLow + dHigh) / 2.0);
+  tag.m_nBandwidth = hertz(dHigh - dLow);
+  tag.m_tStartTime = static_cast<std::int64_t>(tStart);
+  tag.m_nDuration = static_cast<std::uint32_t>(std::max(1.0, tEnd - tStart));
+  return tag;
 }
 
 CPictureClick CAnalysisSession::Click(int nX, int nY) const {

@@ -230,6 +230,8 @@ class CAnalysisSession {
   // The linear scale of the analysed band over the picture's width: x = 0 is the band's low
   // edge, x = Width() its high edge (the frequency scale, tags, clicks).
   double FrequencyAtX(double dX) const;
+  // The FFT bins (indices 0 .. N - 1 of the spectrum) a column's values come from.
+  CAnalysisImage::SBinRange ColumnBins(int nColumn) const;
   double XAtFrequency(double dFrequencyHz) const;
   // Recording time (UTC seconds) of a picture row, and the row nearest a time (not clipped).
   double TimeAtRow(double dRow) const;
@@ -238,6 +240,11 @@ class CAnalysisSession {
   int RowOfPixelY(int nY) const { return Height() - 1 - nY; }
   // A tag's band and time span as a rectangle of the picture.
   SPictureRect TagRect(const CTagDefinition& tag) const;
+  // The tag a rectangle of the picture marks (pixels, right and bottom exclusive, in any
+  // corner order): the band between its left and right edges (frequency its centre, both
+  // in whole hertz) and the time from its bottom row to its top row (whole seconds, at
+  // least 1). TagRect() of it gives the rectangle back where rows are a second or more apart.
+  CTagDefinition TagOfRect(int nX0, int nY0, int nX1, int nY1) const;
   // A point of the picture (pixels from its top-left corner).
   CPictureClick Click(int nX, int nY) const;
 

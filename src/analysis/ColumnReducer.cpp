@@ -2,18 +2,34 @@
 
 #include <algorithm>
 
+std::int32_t CColumnReducer::RunEnd(int nBins, int nWidth, int j) {
+  // The boundaries are single-precision positions rounded half up, as the pictures of
+  // earlier versions were made; the last one is held to the band so no bin falls off the end.
+  if (j >= nWidth - 1) return nBins;
+  const float ratio = static_cast<float>(nBins) / static_cast<float>(nWidth);
+  const float position = static_cast<float>(j + 1) * ratio;
+  return std::min(static_cast<std::int32_t>(position + 0.5f), nBins);
+}
+
 void CColumnReducer::BuildRuns(int nBins, int nWidth) {
   m_nBins = nBins;
   m_nWidth = nWidth;
   m_anRunEnd.resize(static_cast<std::size_t>(nWidth));
-  // The boundaries are single-precision positions rounded half up, as the pictures of
-  // earlier versions were made; the last one is held to the band so no bin falls off the end.
-  const float ratio = static_cast<float>(nBins) / static_cast<float>(nWidth);
-  for (int j = 0; j < nWidth; ++j) {
-    const float position = static_cast<float>(j + 1) * ratio;
-    m_anRunEnd[static_cast<std::size_t>(j)] = std::min(static_cast<std::int32_t>(position + 0.5f), nBins);
+  for (int j = 0; j < nWidth; ++j) m_anRunEnd[static_cast<std::size_t>(j)] = RunEnd(nBins, nWidth, j);
+}
+
+void CColumnReducer::SourceOf(int nBins, int nWidth, int nColumn, int& nFirst, int& nEnd) {
+  nFirst = nEnd = 0;
+  if (nBins <= 0 || nWidth <= 0 || nColumn < 0 || nColumn >= nWidth) return;
+  if (nBins >= nWidth) {
+    // Runs never overlap: a run starts where the one before it ended.
+    nFirst = nColumn == 0 ? 0 : RunEnd(nBins, nWidth, nColumn - 1);
+    nEnd = std::max(nFirst, RunEnd(nBins, nWidth, nColumn));
+    return;
   }
-  m_anRunEnd.back() = nBins;
+  const double x = static_cast<double>(nColumn) / nWidth * (nBins - 1);
+  nFirst = static_cast<int>(x);
+  nEnd = std::min(nBins - 1, nFirst + 1) + 1;
 }
 
 void CColumnReducer::Reduce(const float* pSource, int nBins, float* pOut, int nWidth) {

@@ -17,8 +17,14 @@ class CColumnReducer {
   // reused while nBins and nWidth stay the same. nBins <= 0 leaves pOut untouched.
   void Reduce(const float* pSource, int nBins, float* pOut, int nWidth);
 
+  // The source values column nColumn of nWidth is made from: [nFirst, nEnd). A run of bins
+  // when nBins >= nWidth, else the one or two bins it interpolates between.
+  static void SourceOf(int nBins, int nWidth, int nColumn, int& nFirst, int& nEnd);
+
  private:
   void BuildRuns(int nBins, int nWidth);
+  // The end (exclusive) of column j's run of bins, for nBins >= nWidth.
+  static std::int32_t RunEnd(int nBins, int nWidth, int j);
 
   int m_nBins = -1;
   int m_nWidth = -1;

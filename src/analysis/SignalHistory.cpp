@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "core/Log.h"
+#include "core/SystemTime.h"
+
 void CSignalHistory::Clear() {
   m_aPoints.clear();
   m_bMinuteMode = false;
@@ -72,4 +75,24 @@ CSignalHistory::SScale CSignalHistory::Scale(bool bFixed) const {
   scale.dHigh = std::min(kFixedHigh, m_dMaximum + dMargin);
   scale.pszFormat = "%.2f";
   return scale;
+}
+
+namespace {
+constexpr const char* kIso8601 = "%Y-%m-%dT%H:%M:%SZ";
+}
+
+std::string CSignalHistory::CsvText() const {
+  std::string str = "time_utc,level_db\n";
+  for (const SPoint& point : m_aPoints)
+    str += StrFormat("%s,%.3f\n", FormatUtcSeconds(point.tSeconds, kIso8601).c_str(), point.dLevel);
+  return str;
+}
+
+std::string CSignalHistory::JsonText(double dFrequencyHz) const {
+  std::string str = StrFormat("{\n  \"frequency_hz\": %.0f,\n  \"points\": [", dFrequencyHz);
+  for (std::size_t i = 0; i < m_aPoints.size(); ++i)
+    str += StrFormat("%s\n    {\"time_utc\": \"%s\", \"level_db\": %.3f}", i ? "," : "",
+                     FormatUtcSeconds(m_aPoints[i].tSeconds, kIso8601).c_str(), m_aPoints[i].dLevel);
+  str += m_aPoints.empty() ? "]\n}\n" : "\n  ]\n}\n";
+  return str;
 }

@@ -49,6 +49,12 @@ class CSignalHistory {
   // twentieth of their span (at least 0.01 / 20), within -150..0.
   SScale Scale(bool bFixed) const;
 
+  // The points as CSV: a header line "time_utc,level_db", then one line per point with the
+  // time in ISO 8601 UTC ("YYYY-MM-DDTHH:MM:SSZ") and the level in dB ("%.3f").
+  std::string CsvText() const;
+  // The same points as JSON: {"frequency_hz": ..., "points": [{"time_utc": ..., "level_db": ...}]}.
+  std::string JsonText(double dFrequencyHz) const;
+
  private:
   void AddPoint(std::int64_t tSeconds, double dLevel);
 

@@ -27,6 +27,8 @@
 #include "analysis/AnalysisThreadPool.h"
 #include "analysis/Palettes.h"
 #include "analysis/ProjectFile.h"
+#include "app/AboutDlg.h"
+#include "app/CurrentValuesDlg.h"
 #include "app/PlayerController.h"
 #include "app/PlayerOverlay.h"
 #include "app/PlayerPane.h"
@@ -34,7 +36,10 @@
 #include "app/ProjectProgressDialog.h"
 #include "app/PropertiesPane.h"
 #include "app/SelectDataFile.h"
+#include "app/SignalHistoryDlg.h"
+#include "app/SignalHistoryView.h"
 #include "app/StatusPanes.h"
+#include "app/TagsPane.h"
 #include "app/VexlorApp.h"
 #include "app/VexlorView.h"
 #include "core/Log.h"
@@ -158,6 +163,10 @@ void CMainFrame::CreateActions() {
   AddAction("OpenSettings", "Open the se&ttings file", {}, "Open the settings file in the desktop's editor",
             &CMainFrame::OnOpenSettings);
   AddAction("Exit", "E&xit", QKeySequence::Quit, "Close the program", nullptr);
+  AddAction("CurrentValues", "&Current values", QKeySequence(Qt::CTRL | Qt::Key_I),
+            "Show the values under the mouse in a small window", &CMainFrame::OnCurrentValues);
+  AddAction("About", "&About Vexlor", {}, "The version, the libraries and the folders of the program",
+            &CMainFrame::OnAbout);
   connect(Action("Exit"), &QAction::triggered, this, &QWidget::close);
 
   QAction* pAuto = AddAction("ScaleAutomatic", "&Automatic scale", QKeySequence(Qt::CTRL | Qt::Key_A),
@@ -265,16 +274,12 @@ void CMainFrame::CreateMenusAndToolbar() {
   for (const char* psz : {"ZoomIn", "ZoomOut", "ZoomReset"}) pView->addAction(Action(psz));
   pView->addSeparator();
   m_pPanesMenu = pView->addMenu("P&anes");
+  pView->addAction(Action("CurrentValues"));
 
   QMenu* pTools = menuBar()->addMenu("&Tools");
   pTools->addAction(Action("OpenSettings"));
   QMenu* pHelp = menuBar()->addMenu("&Help");
-  pHelp->addAction("&About Vexlor", this, [this] {
-    QMessageBox::about(this, "About Vexlor",
-                       QString("<b>Vexlor %1</b><p>An analyser of IQ recordings of software-defined-radio "
-                               "receivers.</p>")
-                           .arg(CVexlorApp::Version()));
-  });
+  pHelp->addAction(Action("About"));
 
   QToolBar* pBar = addToolBar("Main");
   pBar->setObjectName("MainToolBar");
@@ -302,53 +307,87 @@ void CMainFrame::CreateMenusAndToolbar() {
 }
 
 void CMainFrame::CreateDocks() {
-  // The panes whose contents come with the player and the signal history.
-  const struct {
-    const char* pszTitle;
-    const char* pszText;
-    Qt::DockWidgetArea eArea;
-  } kPanes[] = {
-      {"Signal History", "The level at one frequency over the recording comes here.", Qt::BottomDockWidgetArea},
-      {"Tags", "The tags of the recording come here.", Qt::RightDockWidgetArea},
-  };
-  for (const auto& pane : kPanes) {
-    auto* pDock = new QDockWidget(pane.pszTitle, this);
-    pDock->setObjectName(QString(pane.pszTitle).remove(' ') + "Pane");
-    auto* pLabel = new QLabel(pane.pszText);
-    pLabel->setAlignment(Qt::AlignCenter);
-    pLabel->setWordWrap(true);
-    pLabel->setEnabled(false);
-    pDock->setWidget(pLabel);
-    addDockWidget(pane.eArea, pDock);
-    m_pPanesMenu->addAction(pDock->toggleViewAction());
-  }
-  auto* pPlayer = new QDockWidget("Player", this);
-  pPlayer->setObjectName("PlayerPane");
-  pPlayer->setWidget(CreatePlayerPane());
-  addDockWidget(Qt::RightDockWidgetArea, pPlayer);
-  m_pPanesMenu->addAction(pPlayer->toggleViewAction());
-  auto* pScaleDock = new QDockWidget("Manual Scale", this);
-  pScaleDock->setObjectName("ManualScalePane");
-  m_pManualScale = new CManualScalePane(m_app.Settings(), pScaleDock);
-  pScaleDock->setWidget(m_pManualScale);
-  addDockWidget(Qt::RightDockWidgetArea, pScaleDock);
-  m_pPanesMenu->addAction(pScaleDock->toggleViewAction());
+  QDockWidget* pPlayer = AddPane("Player", CreatePlayerPane(), Qt::RightDockWidgetArea);
+  m_pManualScale = new CManualScalePane(m_app.Settings(), this);
+  AddPane("Manual Scale", m_pManualScale, Qt::RightDockWidgetArea);
   connect(m_pManualScale, &CManualScalePane::ScalingChanged, m_pView, &CVexlorView::SetScaling);
   m_pView->SetScaling(m_pManualScale->Contrast(), m_pManualScale->ManualFirst(), m_pManualScale->ManualSecond());
-
-  auto* pProperties = new QDockWidget("Properties", this);
-  pProperties->setObjectName("PropertiesPane");
-  m_pProperties = new CPropertiesPane(m_app.Settings(), pProperties);
-  pProperties->setWidget(m_pProperties);
-  addDockWidget(Qt::RightDockWidgetArea, pProperties);
-  m_pPanesMenu->addAction(pProperties->toggleViewAction());
-  // The right-hand panes share one column as tabs; the properties first.
+  m_pManualScale->AddScaleSwitch(Action("ScaleAutomatic"), Action("ScaleManual"));
+  CreateHistoryAndTagsPanes();
+  m_pProperties = new CPropertiesPane(m_app.Settings(), this);
+  QDockWidget* pProperties = AddPane("Properties", m_pProperties, Qt::RightDockWidgetArea);
+  // The right-hand panes share one column as tabs; the player in front.
   const auto docks = findChildren<QDockWidget*>();
   for (QDockWidget* p : docks)
     if (p != pProperties && dockWidgetArea(p) == Qt::RightDockWidgetArea) tabifyDockWidget(pProperties, p);
   pPlayer->raise();
-  for (QDockWidget* p : docks)
-    if (dockWidgetArea(p) == Qt::BottomDockWidgetArea) p->hide();
+}
+
+// --- Signal History and Tags ---------------------------------------------------------------
+
+QDockWidget* CMainFrame::AddPane(const char* pszTitle, QWidget* pContent, Qt::DockWidgetArea eArea) {
+  auto* pDock = new QDockWidget(pszTitle, this);
+  pDock->setObjectName(QString(pszTitle).remove(' ') + "Pane");
+  pDock->setWidget(pContent);
+  addDockWidget(eArea, pDock);
+  m_pPanesMenu->addAction(pDock->toggleViewAction());
+  return pDock;
+}
+
+void CMainFrame::CreateHistoryAndTagsPanes() {
+  CAnalysisSession& session = m_pView->Session();
+  m_pHistory = new CSignalHistoryView(m_app.Settings(), this);
+  m_pHistoryDock = AddPane("Signal History", m_pHistory, Qt::BottomDockWidgetArea);
+  m_pHistoryDock->hide();
+  m_pTags = new CTagsPane(session, this);
+  AddPane("Tags", m_pTags, Qt::RightDockWidgetArea);
+
+  connect(m_pView, &CVexlorView::HistoryRequested, this, [this](int nColumn) { ShowHistory(nColumn); });
+  // A new run makes a new picture: the chart of the old one goes.
+  connect(m_pView, &CVexlorView::RunStateChanged, m_pHistory, [this](bool bBusy) {
+    if (bBusy) m_pHistory->Clear();
+  });
+  connect(m_pHistory, &CSignalHistoryView::Message, m_pStatus, [this](const QString& str) { m_pStatus->ShowMessage(str); });
+  connect(m_pView, &CVexlorView::TagRectangleDrawn, this, [this](const CTagDefinition& tag) {
+    // The dialog starts with the rectangle's band and times; the title and text come from the user.
+    if (m_pTags->AddWithDialog(tag)) RaisePane(m_pTags);
+  });
+  connect(m_pTags, &CTagsPane::TagsChanged, m_pView->viewport(), qOverload<>(&QWidget::update));
+  connect(m_pTags, &CTagsPane::TagActivated, m_pView, &CVexlorView::ShowTag);
+  connect(m_pView, &CVexlorView::PointChanged, this, [this](bool bInside, const CPictureClick& click) {
+    if (m_pCurrentValues && m_pCurrentValues->isVisible()) m_pCurrentValues->ShowPoint(bInside, click);
+  });
+}
+
+void CMainFrame::RaisePane(QWidget* pContent) {
+  if (auto* pDock = qobject_cast<QDockWidget*>(pContent->parentWidget())) {
+    pDock->show();
+    pDock->raise();
+  }
+}
+
+void CMainFrame::ShowHistory(int nColumn) {
+  m_pHistory->ShowColumn(m_pView->Session(), nColumn);
+  // The pane opens at a third of the window's height, the chart's readable size.
+  const bool bWasHidden = m_pHistoryDock->isHidden();
+  RaisePane(m_pHistory);
+  if (bWasHidden && !m_pHistoryDock->isFloating())
+    resizeDocks({m_pHistoryDock}, {std::max(m_pHistory->minimumHeight(), height() / 3)}, Qt::Vertical);
+  const CSignalHistory& history = m_pHistory->Dialog().History();
+  m_pStatus->ShowMessage(QString("Signal history of column %1: %2 points").arg(history.Column()).arg(history.Points().size()));
+}
+
+CCurrentValuesDlg* CMainFrame::CurrentValues() const { return m_pCurrentValues; }
+
+void CMainFrame::OnCurrentValues() {
+  if (!m_pCurrentValues) m_pCurrentValues = new CCurrentValuesDlg(m_pView->Session(), this);
+  m_pCurrentValues->show();
+  m_pCurrentValues->raise();
+}
+
+void CMainFrame::OnAbout() {
+  CAboutDlg dialog(m_app.Settings(), this);
+  dialog.exec();
 }
 
 void CMainFrame::UpdateRecentFiles() {
@@ -477,6 +516,8 @@ bool CMainFrame::OpenProject(const QString& strPath) {
   }
   m_pView->ApplyColouring();
   m_pView->PictureReplaced();
+  m_pTags->Refresh();
+  m_pHistory->Clear();
   m_app.Settings().Write(kDefaultProjectKey, QFileInfo(strPath).absoluteFilePath().toStdString());
   m_app.AddRecentFile(strPath);
   UpdateRecentFiles();

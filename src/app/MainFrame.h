@@ -6,6 +6,7 @@
 // the settings. Closing is refused (with a beep) while an analysis runs.
 
 #include <QMainWindow>
+#include <QPointer>
 #include <map>
 #include <memory>
 
@@ -19,8 +20,11 @@ class QMenu;
 class CPlayerController;
 class CPlayerOverlay;
 class CPlayerPane;
+class CCurrentValuesDlg;
 class CManualScalePane;
 class CPropertiesPane;
+class CSignalHistoryView;
+class CTagsPane;
 class CStatusPanes;
 class CVexlorApp;
 class CVexlorView;
@@ -38,6 +42,9 @@ class CMainFrame final : public QMainWindow {
   CPropertiesPane& Properties() { return *m_pProperties; }
   CPlayerController& Player() { return *m_pPlayer; }
   CPlayerPane& PlayerPane() { return *m_pPlayerPane; }
+  CSignalHistoryView& History() { return *m_pHistory; }
+  CTagsPane& Tags() { return *m_pTags; }
+  CCurrentValuesDlg* CurrentValues() const;
   CManualScalePane& ManualScale() { return *m_pManualScale; }
   QAction* Action(const QString& strName) const;
   QComboBox* ThreadList() const { return m_pThreads; }
@@ -69,6 +76,10 @@ class CMainFrame final : public QMainWindow {
   void OnPlay();
   void OnPauseResume();
   void OnStop();
+  void OnCurrentValues();
+  void OnAbout();
+  // Charts a picture column in the "Signal History" pane and shows the pane.
+  void ShowHistory(int nColumn);
 
   // Shows the New/Edit Project dialog; on acceptance the options become the document's,
   // "CurrentAnalysisOptions.xml" is saved and the analysis starts.
@@ -88,6 +99,10 @@ class CMainFrame final : public QMainWindow {
   QWidget* CreatePlayerPane();
   void ConnectPlayer();
   void UpdatePlayerCommands();
+  // A docking pane titled pszTitle holding pContent, listed in the "Panes" menu.
+  QDockWidget* AddPane(const char* pszTitle, QWidget* pContent, Qt::DockWidgetArea eArea);
+  void CreateHistoryAndTagsPanes();
+  void RaisePane(QWidget* pContent);
   void UpdateRecentFiles();
   void UpdateCommands();
   bool StartAnalysis(const char* pszCommand);
@@ -103,6 +118,10 @@ class CMainFrame final : public QMainWindow {
   CPlayerController* m_pPlayer = nullptr;
   std::unique_ptr<CPlayerOverlay> m_pPlayerOverlay;
   CPlayerPane* m_pPlayerPane = nullptr;
+  CSignalHistoryView* m_pHistory = nullptr;
+  QDockWidget* m_pHistoryDock = nullptr;
+  CTagsPane* m_pTags = nullptr;
+  QPointer<CCurrentValuesDlg> m_pCurrentValues;
   CManualScalePane* m_pManualScale = nullptr;
   QComboBox* m_pThreads = nullptr;
   QComboBox* m_pFFTHint = nullptr;

@@ -1,9 +1,12 @@
 #include "app/ManualScalePane.h"
 
+#include <QAction>
 #include <QFormLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QSlider>
 #include <QSpinBox>
+#include <QToolButton>
 #include <cstdlib>
 
 #include "analysis/ImageScaling.h"
@@ -47,6 +50,26 @@ CManualScalePane::CManualScalePane(CMySettingsStore& settings, QWidget* pParent)
   connect(m_pWeakest, &QSpinBox::valueChanged, this, &CManualScalePane::Changed);
   connect(m_pStrongest, &QSpinBox::valueChanged, this, &CManualScalePane::Changed);
   connect(m_pContrast, &QSlider::valueChanged, this, &CManualScalePane::Changed);
+}
+
+void CManualScalePane::AddScaleSwitch(QAction* pAutomatic, QAction* pManual) {
+  auto* pSwitch = new QHBoxLayout;
+  for (QAction* p : {pAutomatic, pManual}) {
+    auto* pButton = new QToolButton(this);
+    pButton->setDefaultAction(p);
+    pButton->setToolButtonStyle(Qt::ToolButtonTextOnly);
+    pButton->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    pSwitch->addWidget(pButton);
+  }
+  static_cast<QFormLayout*>(layout())->insertRow(0, pSwitch);
+  const auto enable = [this, pAutomatic] {
+    const bool bAutomatic = pAutomatic->isChecked();
+    m_pWeakest->setEnabled(!bAutomatic);
+    m_pStrongest->setEnabled(!bAutomatic);
+    m_pContrast->setEnabled(bAutomatic);
+  };
+  connect(pAutomatic, &QAction::toggled, this, enable);
+  enable();
 }
 
 int CManualScalePane::ManualFirst() const { return std::abs(m_pWeakest->value()); }

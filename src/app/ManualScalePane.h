@@ -6,6 +6,7 @@
 
 #include <QWidget>
 
+class QAction;
 class QSlider;
 class QSpinBox;
 class CMySettingsStore;
@@ -20,6 +21,11 @@ class CManualScalePane final : public QWidget {
   int ManualSecond() const;
   int Contrast() const;
   void SetLevels(int nWeakestDb, int nStrongestDb);
+  // Puts the switch between automatic and manual scaling (the frame's two commands) on top
+  // of the pane; the levels are editable under manual scaling, the contrast under automatic.
+  void AddScaleSwitch(QAction* pAutomatic, QAction* pManual);
+  QSpinBox* WeakestField() const { return m_pWeakest; }
+  QSpinBox* StrongestField() const { return m_pStrongest; }
 
  signals:
   void ScalingChanged(int nContrast, int nManualFirst, int nManualSecond);

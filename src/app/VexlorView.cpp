@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QDateTime>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QMessageBox>
 #include <QMouseEvent>
 #include <QPainter>
@@ -234,6 +235,13 @@ void CVexlorView::paintEvent(QPaintEvent*) {
   if (ShowGrid()) CPictureAnnotations::DrawGrid(painter, *m_pSession, map);
   CPictureAnnotations::DrawTags(painter, *m_pSession, map);
   if (m_pPlayerOverlay) m_pPlayerOverlay->Draw(painter, map);
+  if (m_bTagDrag) {
+    QPen pen(FromArgb(image.Colours().OverlayColour()), 1, Qt::DashLine);
+    painter.setPen(pen);
+    const QPoint a(std::min(m_ptTagStart.x(), m_ptTagEnd.x()), std::min(m_ptTagStart.y(), m_ptTagEnd.y()));
+    const QPoint b(std::max(m_ptTagStart.x(), m_ptTagEnd.x()) + 1, std::max(m_ptTagStart.y(), m_ptTagEnd.y()) + 1);
+    painter.drawRect(QRectF(QPointF(ViewX(a.x()), ViewY(a.y())), QPointF(ViewX(b.x()), ViewY(b.y()))));
+  }
   if (m_bHaveMark) {
     painter.setPen(QPen(FromArgb(image.Colours().OverlayColour()), 1));
     const QPointF pt(ViewX(m_ptMark.x() + 0.5), ViewY(m_ptMark.y() + 0.5));
@@ -280,12 +288,31 @@ void CVexlorView::keyPressEvent(QKeyEvent* pEvent) {
     case Qt::Key_End:
       verticalScrollBar()->setValue(verticalScrollBar()->maximum());
       return;
+    case Qt::Key_Escape:
+      if (m_bTagArmed || m_bTagDrag) {
+        m_bTagArmed = m_bTagDrag = false;
+        unsetCursor();
+        viewport()->update();
+        return;
+      }
+      QAbstractScrollArea::keyPressEvent(pEvent);
+      return;
     default:
       QAbstractScrollArea::keyPressEvent(pEvent);
   }
 }
 
 void CVexlorView::mouseMoveEvent(QMouseEvent* pEvent) {
+  if (m_bTagDrag) {
+    // The rectangle follows the mouse, held within the picture.
+    const QRect rc = PictureArea();
+    const QPointF pt = pEvent->position();
+    m_ptTagEnd = QPoint(std::clamp(static_cast<int>(std::floor((pt.x() - rc.left() + horizontalScrollBar()->value()) / Zoom())), 0,
+                                   m_pSession->Width() - 1),
+                        std::clamp(static_cast<int>(std::floor((pt.y() - rc.top() + verticalScrollBar()->value()) / Zoom())), 0,
+                                   m_pSession->Height() - 1));
+    viewport()->update();
+  }
   int nX = 0, nY = 0;
   if (m_bRangeDrag && m_pPlayerOverlay) {
     const QPoint pt = pEvent->position().toPoint();
@@ -310,25 +337,81 @@ void CVexlorView::mousePressEvent(QMouseEvent* pEvent) {
     viewport()->update();
     return;
   }
+  if (m_bTagArmed || (pEvent->modifiers() & Qt::AltModifier)) {
+    m_bTagArmed = false;
+    m_bTagDrag = true;
+    m_ptTagStart = m_ptTagEnd = QPoint(nX, nY);
+    viewport()->update();
+    return;
+  }
+  m_bHaveMark = true;
+  m_ptMark = QPoint(nX, nY);
+  viewport()->update();
+  // Ctrl+click charts the column's history; it does not play.
+  if (pEvent->modifiers() & Qt::ControlModifier) {
+    emit HistoryRequested(nX);
+    return;
+  }
+  emit PointClicked(m_pSession->Click(nX, nY));
+}
+
+void CVexlorView::leaveEvent(QEvent*) { emit PointChanged(false, CPictureClick{}); }
+
+void CVexlorView::mouseReleaseEvent(QMouseEvent* pEvent) {
+  if (pEvent->button() != Qt::LeftButton) return;
+  if (m_bRangeDrag) {
+    m_bRangeDrag = false;
+    int nX = 0, nY = 0;
+    const QPoint pt = pEvent->position().toPoint();
+    PicturePixelAt(QPoint(PictureArea().center().x(), std::clamp(pt.y(), PictureArea().top(), PictureArea().bottom())),
+                   nX, nY);
+    if (m_pPlayerOverlay) m_pPlayerOverlay->ClearDrag();
+    viewport()->update();
+    emit RangeSelected(m_tRangeFrom, m_pSession->Click(nX, nY).m_tTime);
+    return;
+  }
+  if (!m_bTagDrag) return;
+  m_bTagDrag = false;
+  unsetCursor();
+  viewport()->update();
+  // The pixels from start to end, both included.
+  const CTagDefinition tag = m_pSession->TagOfRect(
+      std::min(m_ptTagStart.x(), m_ptTagEnd.x()), std::min(m_ptTagStart.y(), m_ptTagEnd.y()),
+      std::max(m_ptTagStart.x(), m_ptTagEnd.x()) + 1, std::max(m_ptTagStart.y(), m_ptTagEnd.y()) + 1);
+  emit TagRectangleDrawn(tag);
+}
+
+void CVexlorView::contextMenuEvent(QContextMenuEvent* pEvent) {
+  int nX = 0, nY = 0;
+  if (!PicturePixelAt(pEvent->pos(), nX, nY)) return;
+  QMenu menu(this);
+  menu.addAction("Signal history here\tCtrl+click", this, [this, nX] { emit HistoryRequested(nX); });
+  menu.addAction("Tag a rectangle...\tAlt+drag", this, &CVexlorView::BeginTagRectangle);
+  menu.exec(pEvent->globalPos());
+}
+
+void CVexlorView::BeginTagRectangle() {
+  if (m_pSession->Image().Rows().Count() == 0) return;
+  m_bTagArmed = true;
+  setCursor(Qt::CrossCursor);
+}
+
+void CVexlorView::ShowTag(const CTagDefinition& tag) {
+  const SPictureRect rect = m_pSession->TagRect(tag);
+  if (!rect.bVisible) return;
+  // The tag's middle into the middle of the view.
+  const QRect rc = PictureArea();
+  const double dZoom = Zoom();
+  horizontalScrollBar()->setValue(static_cast<int>((rect.nLeft + rect.nRight) / 2.0 * dZoom - rc.width() / 2.0));
+  verticalScrollBar()->setValue(static_cast<int>((rect.nTop + rect.nBottom) / 2.0 * dZoom - rc.height() / 2.0));
+  // Its start (the bottom line) at its frequency is clicked.
+  const int nX = std::clamp(static_cast<int>(m_pSession->XAtFrequency(tag.m_nFrequency)), 0, m_pSession->Width() - 1);
+  const int nY = std::max(rect.nTop, rect.nBottom - 1);
   m_bHaveMark = true;
   m_ptMark = QPoint(nX, nY);
   viewport()->update();
   emit PointClicked(m_pSession->Click(nX, nY));
 }
-
-void CVexlorView::mouseReleaseEvent(QMouseEvent* pEvent) {
-  if (!m_bRangeDrag || pEvent->button() != Qt::LeftButton) return;
-  m_bRangeDrag = false;
-  int nX = 0, nY = 0;
-  const QPoint pt = pEvent->position().toPoint();
-  PicturePixelAt(QPoint(PictureArea().center().x(), std::clamp(pt.y(), PictureArea().top(), PictureArea().bottom())),
-                 nX, nY);
-  if (m_pPlayerOverlay) m_pPlayerOverlay->ClearDrag();
-  viewport()->update();
-  emit RangeSelected(m_tRangeFrom, m_pSession->Click(nX, nY).m_tTime);
-}
-
-void CVexlorView::leaveEvent(QEvent*) { emit PointChanged(false, CPictureClick{}); }
 
 void CVexlorView::ScrollToNewestRow() {
   const int nRows = static_cast<int>(m_pSession->RunState().nRowsDone);

@@ -58,6 +58,12 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   bool ShowGrid() const;
   void SetShowGrid(bool bShow);
 
+  // Tags and the signal history from the picture. ShowTag scrolls the tag into view and
+  // clicks its start at its frequency (so that the player, when there is one, plays it).
+  // The next left drag draws a tag's rectangle (as Alt+drag does).
+  void ShowTag(const CTagDefinition& tag);
+  void BeginTagRectangle();
+
   // Zoom by powers of two: 0 is one picture pixel per screen pixel.
   int ZoomStep() const { return m_nZoomStep; }
   void SetZoomStep(int nStep);
@@ -85,6 +91,10 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   // A time range dragged with Shift (UTC seconds, in the order dragged).
   void RangeSelected(double tFromUtc, double tToUtc);
   void RunStateChanged(bool bBusy);
+  // "Signal history here" or Ctrl+click on a picture column.
+  void HistoryRequested(int nColumn);
+  // A rectangle was dragged on the picture for a tag: the tag it marks.
+  void TagRectangleDrawn(const CTagDefinition& tag);
 
  protected:
   void paintEvent(QPaintEvent* pEvent) override;
@@ -95,6 +105,7 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   void mouseMoveEvent(QMouseEvent* pEvent) override;
   void mousePressEvent(QMouseEvent* pEvent) override;
   void mouseReleaseEvent(QMouseEvent* pEvent) override;
+  void contextMenuEvent(QContextMenuEvent* pEvent) override;
   void leaveEvent(QEvent* pEvent) override;
 
  private:
@@ -130,4 +141,9 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   CPlayerOverlay* m_pPlayerOverlay = nullptr;
   bool m_bRangeDrag = false;
   double m_tRangeFrom = 0.0;  // UTC seconds where the Shift+drag began
+  // A tag's rectangle being dragged (picture pixels), or armed by BeginTagRectangle.
+  bool m_bTagArmed = false;
+  bool m_bTagDrag = false;
+  QPoint m_ptTagStart;
+  QPoint m_ptTagEnd;
 };

@@ -3,6 +3,8 @@
 #include <QApplication>
 #include <cstdio>
 
+#include "app/MainFrame.h"
+#include "app/SplashScreen.h"
 #include "app/VexlorApp.h"
 
 int main(int argc, char** argv) {
@@ -27,7 +29,12 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName("Vexlor");
   QApplication::setOrganizationName("Brannock (V2)");
   QApplication::setApplicationVersion(CVexlorApp::Version());
+  // The splash stays while the frame comes up and the worker threads start.
+  CSplashScreen splash;
+  splash.show();
+  splash.ShowStep("Starting the worker threads...");
   CVexlorApp app;
   if (!app.Initialise(cmd)) return 1;
+  splash.finish(app.MainFrame());
   return QApplication::exec();
 }

@@ -296,8 +296,7 @@ int RunAnalyse(const CliArgs& args) {
     ApplyPictureOptions(picture, session);
     const CAnalysisImage& image = session.Image();
     if (CPictureRenderer::Save(session, *imagePath, strError)) {
-      std::printf("Image: %s (%d x %d pixels, palette \"%s\", %s)
-", std::filesystem::absolute(*imagePath).c_str(),
+      std::printf("Image: %s (%d x %d pixels, palette \"%s\", %s)\n", std::filesystem::absolute(*imagePath).c_str(),
                   image.Width(), image.Height(), CPalettes::Name(image.Palette()), ScaleText(image).c_str());
     } else {
       cli.Error(strError);

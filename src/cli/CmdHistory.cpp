@@ -13,7 +13,6 @@
 #include "cli/Commands.h"
 #include "cli/ProjectInput.h"
 #include "core/Log.h"
-#include "core/SystemTime.h"
 #include "persist/MySettingsStore.h"
 
 int RunHistory(const CliArgs& args) {
@@ -49,18 +48,9 @@ int RunHistory(const CliArgs& args) {
                history.MinuteMode() ? " (one per minute)" : "", StrFormat(scale.pszFormat, scale.dLow).c_str(),
                StrFormat(scale.pszFormat, scale.dHigh).c_str());
 
-  constexpr const char* kIso8601 = "%Y-%m-%dT%H:%M:%SZ";
-  if (cli.Has("json")) {
-    std::printf("{\n  \"frequency_hz\": %.0f,\n  \"points\": [", session.ColumnFrequency(nColumn));
-    const auto& points = history.Points();
-    for (std::size_t i = 0; i < points.size(); ++i)
-      std::printf("%s\n    {\"time_utc\": \"%s\", \"level_db\": %.3f}", i ? "," : "",
-                  FormatUtcSeconds(points[i].tSeconds, kIso8601).c_str(), points[i].dLevel);
-    std::printf("%s]\n}\n", points.empty() ? "" : "\n  ");
-    return kExitOk;
-  }
-  std::printf("time_utc,level_db\n");
-  for (const CSignalHistory::SPoint& point : history.Points())
-    std::printf("%s,%.3f\n", FormatUtcSeconds(point.tSeconds, kIso8601).c_str(), point.dLevel);
+  if (cli.Has("json"))
+    std::fputs(history.JsonText(session.ColumnFrequency(nColumn)).c_str(), stdout);
+  else
+    std::fputs(history.CsvText().c_str(), stdout);
   return kExitOk;
 }

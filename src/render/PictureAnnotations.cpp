@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QFontMetrics>
+#include <QFontMetricsF>
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
@@ -114,7 +115,14 @@ void CPictureAnnotations::DrawTags(QPainter& painter, const CAnalysisSession& se
     if (!rect.bVisible) continue;
     const QRectF rcTag(QPointF(map.X(rect.nLeft), map.Y(rect.nTop)), QPointF(map.X(rect.nRight), map.Y(rect.nBottom)));
     painter.drawRect(rcTag);
-    painter.drawText(rcTag.topLeft() + QPointF(3, -3), QString::fromStdString(tag.m_strTitle));
+    // The title on a dark plate, so that it stays readable over a strong signal.
+    const QString strTitle = QString::fromStdString(tag.m_strTitle);
+    if (strTitle.isEmpty()) continue;
+    const QFontMetricsF metrics(painter.font());
+    const QRectF rcText(rcTag.left(), rcTag.top() - metrics.height() - 1, metrics.horizontalAdvance(strTitle) + 6,
+                        metrics.height());
+    painter.fillRect(rcText, QColor(0, 0, 0, 170));
+    painter.drawText(rcText, Qt::AlignCenter, strTitle);
   }
 }
 

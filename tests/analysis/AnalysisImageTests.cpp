@@ -55,7 +55,8 @@ TEST(AnalysisImage, SelectsTheBinsOfTheAnalysedBand) {
 }
 
 // Catches run boundaries that skip or double-count bins: a single strong bin anywhere in
-// the band must show in exactly one column, however the band divides.
+// the band must show in exactly one column, however the band divides, and that column is
+// the one whose source bins (the current-values dialog's bin range) hold it.
 TEST(ColumnReducer, EveryBinLandsInExactlyOneColumn) {
   CColumnReducer reducer;
   for (const auto& [nBins, nWidth] : {std::pair{10, 3}, {1000, 7}, {4096, 1000}, {5000, 4999}, {64, 64}}) {
@@ -66,6 +67,10 @@ TEST(ColumnReducer, EveryBinLandsInExactlyOneColumn) {
       reducer.Reduce(src.data(), nBins, out.data(), nWidth);
       EXPECT_EQ(std::count(out.begin(), out.end(), -3.0f), 1) << nBins << "/" << nWidth << " bin " << spike;
       EXPECT_EQ(std::count(out.begin(), out.end(), -150.0f), nWidth - 1);
+      const int nColumn = static_cast<int>(std::find(out.begin(), out.end(), -3.0f) - out.begin());
+      int nFirst = 0, nEnd = 0;
+      CColumnReducer::SourceOf(nBins, nWidth, nColumn, nFirst, nEnd);
+      EXPECT_TRUE(spike >= nFirst && spike < nEnd) << nBins << "/" << nWidth << " bin " << spike;
       src[static_cast<std::size_t>(spike)] = -150.0f;
     }
   }
@@ -79,6 +84,10 @@ TEST(ColumnReducer, WiderPictureInterpolates) {
   std::vector<float> out(6);
   reducer.Reduce(src.data(), 3, out.data(), 6);
   for (int j = 0; j < 6; ++j) EXPECT_NEAR(out[static_cast<std::size_t>(j)], 10.0 * j / 6.0 * 2.0, 1e-5) << j;
+  int nFirst = 0, nEnd = 0;
+  CColumnReducer::SourceOf(3, 6, 4, nFirst, nEnd);  // x = 4/6 * 2 = 1.33: bins 1 and 2
+  EXPECT_EQ(nFirst, 1);
+  EXPECT_EQ(nEnd, 3);
   const float one = -42.0f;
   reducer.Reduce(&one, 1, out.data(), 6);
   for (float v : out) EXPECT_EQ(v, -42.0f);

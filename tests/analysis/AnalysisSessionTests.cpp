@@ -12,6 +12,7 @@
 #include "core/RegisteredMessages.h"
 #include "persist/MySettingsStore.h"
 #include "recording/DemoRecording.h"
+#include "support/SyntheticProject.h"
 #include "support/TestEnvironment.h"
 
 namespace {
@@ -304,3 +305,34 @@ TEST_F(AnalysisSessionTest, FaultsOfOtherThreadsReachTheListenerOnTheSessionsThr
 }
 
 }  // namespace
+
+// Catches a dragged rectangle giving the band's edge instead of its centre, times counted
+// from the wrong end of the picture (rows grow upward), or a tag that TagRect does not put
+// back where it was drawn.
+TEST_F(AnalysisSessionTest, ARectangleOfThePictureBecomesTheTagThatCoversIt) {
+  SSyntheticProject project;  // 1200 s over 200 rows (6 s a row), 100 kHz over 400 columns
+  std::string strError;
+  ASSERT_TRUE(project.Write(dir / "S.xml", strError)) << strError;
+  CMySettingsStore settings(dir / "Settings.xml");
+  CAnalysisSession session(settings);
+  ASSERT_TRUE(session.LoadProject(dir / "S.xml", strError)) << strError;
+  ASSERT_EQ(session.Width(), 400);
+  ASSERT_EQ(session.Height(), 200);
+
+  // Columns 100 .. 140 (250 Hz each) and lines 50 .. 89 from the top: rows 110 .. 149.
+  const CTagDefinition tag = session.TagOfRect(140, 90, 100, 50);
+  EXPECT_EQ(tag.m_nFrequency, 7050000u + 120 * 250);
+  EXPECT_EQ(tag.m_nBandwidth, 40u * 250);
+  EXPECT_EQ(tag.m_tStartTime, project.tStartUTC + 110 * 6);
+  EXPECT_EQ(tag.m_nDuration, 39u * 6);
+  const SPictureRect rect = session.TagRect(tag);
+  EXPECT_EQ(rect.nLeft, 100);
+  EXPECT_EQ(rect.nRight, 140);
+  EXPECT_EQ(rect.nTop, 50);
+  EXPECT_EQ(rect.nBottom, 90);
+
+  // A click without a drag still marks one column and at least a second.
+  const CTagDefinition dot = session.TagOfRect(10, 10, 10, 10);
+  EXPECT_EQ(dot.m_nBandwidth, 250u);
+  EXPECT_GE(dot.m_nDuration, 1u);
+}

@@ -94,3 +94,10 @@ TEST(SignalHistory, AutomaticAndFixedScale) {
   EXPECT_EQ(s.dLow, -150.0);   // -149 - 7.35 limited
   EXPECT_EQ(s.dHigh, 0.0);     // -2 + 7.35 limited
 }
+
+// Catches local time or a lost sign in the CSV that the GUI copies and vexlor-cli prints.
+TEST(SignalHistory, PointsAsCsvInUtc) {
+  CSignalHistory history;
+  history.Fill(Rows(2, 30, -61.25f), 5, 2, 1700000000, 60);
+  EXPECT_EQ(history.CsvText(), "time_utc,level_db\n2023-11-14T22:13:20Z,-61.250\n2023-11-14T22:13:50Z,-61.250\n");
+}

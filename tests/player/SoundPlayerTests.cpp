@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cmath>
 
+#include "player/LibraryVersions.h"
 #include "player/NullAudioBackend.h"
 #include "player/SoundPlayer.h"
 #include "recording/WaveFileWriter.h"
@@ -53,3 +55,15 @@ TEST(SoundPlayer, PlaysAFileThroughTheBackendAt48kHzMono) {
 }
 
 }  // namespace
+
+// Catches a library reporting nothing (a stub or an unlinked symbol would show "" in the
+// About window) and the FFTW prefix left on its number.
+TEST(LibraryVersions, EveryLibraryNamesAVersionNumber) {
+  const auto versions = EngineLibraryVersions();
+  ASSERT_EQ(versions.size(), 4u);
+  for (const auto& [strName, strVersion] : versions) {
+    EXPECT_FALSE(strVersion.empty()) << strName;
+    EXPECT_NE(strVersion.find_first_of("0123456789"), std::string::npos) << strName << ": " << strVersion;
+  }
+  EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(versions[0].second[0]))) << versions[0].second;
+}
