@@ -55,7 +55,8 @@ CAnalyseStatusDlg::CAnalyseStatusDlg(QWidget* pParent) : QDialog(pParent) {
   connect(&m_growTimer, &QTimer::timeout, this, &CAnalyseStatusDlg::CheckSlowRun);
 }
 
-void CAnalyseStatusDlg::Start() {
+void CAnalyseStatusDlg::Start(const QString& strRecording) {
+  m_strRecording = strRecording;
   m_pProgress->setValue(0);
   m_pRate->setText("Initialising");
   m_pRemaining->setText("--:--:--");
@@ -96,9 +97,16 @@ QString CAnalyseStatusDlg::RemainingText() const { return m_pRemaining->text(); 
 bool CAnalyseStatusDlg::LinkShown() const { return !m_pLink->isHidden(); }
 
 bool CAnalyseStatusDlg::StartCompanionTool() {
-  const QString strTool = QDir(QCoreApplication::applicationDirPath()).filePath(kCompanionTool);
-  const QFileInfo info(strTool);
-  if (info.isFile() && info.isExecutable() && QProcess::startDetached(strTool, {})) return true;
+  // Installed, the tool sits beside vexlor; in the build tree, in its own folder next to it.
+  const QDir dir(QCoreApplication::applicationDirPath());
+  QString strTool = dir.filePath(kCompanionTool);
+  for (const QString& strCandidate : {strTool, dir.filePath(QString("../kelmorth/") + kCompanionTool)}) {
+    const QFileInfo info(strCandidate);
+    if (!info.isFile() || !info.isExecutable()) continue;
+    const QStringList args = m_strRecording.isEmpty() ? QStringList() : QStringList{m_strRecording};
+    if (QProcess::startDetached(info.absoluteFilePath(), args)) return true;
+    strTool = strCandidate;
+  }
   QMessageBox::information(this, "Analysing",
                            QString("The companion tool %1 is not installed (looked for %2).").arg(kCompanionTool, strTool));
   return false;

@@ -23,7 +23,8 @@ class CAnalyseStatusDlg final : public QDialog {
   explicit CAnalyseStatusDlg(QWidget* pParent);
 
   // The initial state, centred over the parent and shown in front; the 60-s timer starts.
-  void Start();
+  // strRecording: the first file of the recording being analysed, handed to the companion tool.
+  void Start(const QString& strRecording = {});
   void ShowProgress(const SAnalysisRunState& state);
   // The reader could not open the first file: only Abort ends the run.
   void ShowOpenFailed();
@@ -45,6 +46,7 @@ class CAnalyseStatusDlg final : public QDialog {
   void reject() override;
 
  private:
+  QString m_strRecording;  // handed to the companion tool
   QProgressBar* m_pProgress;
   QLabel* m_pRate;
   QLabel* m_pRemaining;

@@ -431,7 +431,8 @@ void CVexlorView::RunStarted() {
       if (m_pSession->IsBusy()) m_pSession->RequestAbort();
     });
   }
-  m_pStatusDlg->Start();
+  const auto& astrFiles = m_pSession->Options().m_astrRecordingFilenames;
+  m_pStatusDlg->Start(astrFiles.empty() ? QString() : QString::fromStdString(astrFiles.front()));
   m_runTimer.start();
   m_bHaveMark = false;
   UpdateScrollBars();
