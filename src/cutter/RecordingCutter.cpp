@@ -12,6 +12,7 @@
 #include "core/Paths.h"
 #include "cutter/BandCutChain.h"
 #include "recording/IQSeriesReader.h"
+#include "recording/OutputGuard.h"
 #include "recording/WaveFileData.h"
 
 namespace {
@@ -49,16 +50,6 @@ double CRecordingCutter::InputSeconds() const {
 
 std::uint32_t CRecordingCutter::DefaultRate(double bandwidthHz) const {
   return CBandCutChain::DefaultRate(InputRate(), bandwidthHz);
-}
-
-std::vector<std::filesystem::path> CRecordingCutter::InputFiles() const {
-  std::vector<std::filesystem::path> files;
-  for (std::uint32_t i = 0; i < m_desc.m_nFiles && i < m_desc.m_astrFileNames.size(); ++i) {
-    std::filesystem::path wav = m_desc.m_astrFileNames[i];
-    files.push_back(wav);
-    files.push_back(wav.replace_extension(".xml"));
-  }
-  return files;
 }
 
 bool CRecordingCutter::Prepare(const CCutRequest& request) {
@@ -120,7 +111,7 @@ bool CRecordingCutter::Prepare(const CCutRequest& request) {
   const std::uint64_t files = (m_plan.nOutputSamples + perFile - 1) / perFile;
   if (files > 999) return Fail(StrFormat("the cut needs %llu files; at most 999 can be numbered",
                                          static_cast<unsigned long long>(files)));
-  const std::vector<std::filesystem::path> inputs = InputFiles();
+  const std::vector<std::filesystem::path> inputs = RecordingFiles(m_desc);
   for (std::uint64_t n = 0; n < files; ++n) {
     const std::filesystem::path wav = CIQSeriesWriter::FilePath(request.output, static_cast<int>(n));
     std::filesystem::path xml = wav;
@@ -169,7 +160,7 @@ bool CRecordingCutter::Run(const std::atomic<bool>* pAbort, const ProgressFuncti
   settings.nCenterFrequency = static_cast<std::uint32_t>(std::llround(m_request.dCentreHz));
   settings.dStartUtc = m_plan.dStartUtc;
   settings.nMaxDataBytes = m_request.nMaxFileBytes;
-  settings.aProtected = InputFiles();
+  settings.aProtected = RecordingFiles(m_desc);
   if (!writer.Open(settings)) return Fail(writer.Error());
 
   std::vector<std::complex<float>> block(kBlockSamples);

@@ -85,7 +85,6 @@ class CRecordingCutter {
 
  private:
   bool Fail(const std::string& strError);
-  std::vector<std::filesystem::path> InputFiles() const;
 
   std::filesystem::path m_input;
   CRecordingDescription m_desc;

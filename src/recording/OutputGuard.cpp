@@ -4,28 +4,10 @@
 
 #include <system_error>
 
+#include "core/Paths.h"
 #include "recording/DescriptionFile.h"
 
 namespace fs = std::filesystem;
-
-namespace {
-
-// The path as the file system resolves it (links followed where they exist), for comparing
-// a file that may not exist yet.
-fs::path Resolved(const fs::path& path) {
-  std::error_code ec;
-  fs::path resolved = fs::weakly_canonical(path, ec);
-  if (ec) resolved = fs::absolute(path, ec).lexically_normal();
-  return resolved;
-}
-
-bool SameFile(const fs::path& a, const fs::path& b) {
-  std::error_code ec;
-  if (fs::exists(a, ec) && fs::exists(b, ec)) return fs::equivalent(a, b, ec) && !ec;
-  return Resolved(a) == Resolved(b);
-}
-
-}  // namespace
 
 std::vector<fs::path> RecordingFiles(const CRecordingDescription& desc) {
   std::vector<fs::path> files;
@@ -39,7 +21,7 @@ std::vector<fs::path> RecordingFiles(const CRecordingDescription& desc) {
 
 bool CheckOutputIsNotInput(const fs::path& output, const std::vector<fs::path>& inputs, std::string& strError) {
   for (const fs::path& input : inputs) {
-    if (SameFile(output, input)) {
+    if (IsSameFile(output, input)) {
       strError = output.string() + ": is a file of the recording being read (" + input.filename().string() +
                  "); choose another output";
       return false;
