@@ -89,13 +89,11 @@ bool CIQSeriesWriter::Open(const CSettings& settings) {
 
 bool CIQSeriesWriter::OpenFile() {
   const std::filesystem::path path = FilePath(m_settings.firstFile, m_nFile);
-  m_tempPath = path;
-  m_tempPath += ".partial";
   const std::uint16_t tag = m_settings.eFormat == ESampleFormat::FLOAT32 ? CIQSampleConverter::kFormatFloat
                                                                           : CIQSampleConverter::kFormatPCM;
   const CWaveFormat fmt =
       CWaveFormat::Linear(tag, 2, m_settings.nSampleRate, static_cast<std::uint16_t>(BitsPerSample(m_settings.eFormat)));
-  if (const std::uint32_t nError = m_wave.Create(m_tempPath, fmt)) {
+  if (const std::uint32_t nError = m_wave.Create(path, fmt)) {
     m_bOpen = false;
     return Fail(path.string() + ": " + MmioErrorText(nError));
   }
@@ -107,10 +105,8 @@ bool CIQSeriesWriter::CloseFile() {
   if (!m_wave.IsOpen()) return true;
   const std::filesystem::path path = FilePath(m_settings.firstFile, m_nFile);
   const auto nDataBytes = static_cast<std::uint32_t>(m_wave.DataBytes());
+  // The writer puts the file in place only when it is whole.
   if (const std::uint32_t nError = m_wave.Close()) return Fail(path.string() + ": " + MmioErrorText(nError));
-  std::error_code ec;
-  std::filesystem::rename(m_tempPath, path, ec);
-  if (ec) return Fail(path.string() + ": " + ec.message());
   m_aWritten.push_back(path);
 
   CDescriptionFields fields;
@@ -160,7 +156,6 @@ bool CIQSeriesWriter::Close() {
   m_bOpen = false;
   const bool bClosed = CloseFile();
   std::error_code ec;
-  if (!bClosed) std::filesystem::remove(m_tempPath, ec);
   // A later file of an earlier series of this name would otherwise be read as part of this one.
   for (int n = m_nFile;; ++n) {
     const std::filesystem::path stale = FilePath(m_settings.firstFile, n);

@@ -69,7 +69,6 @@ class CIQSeriesWriter {
   CSettings m_settings;
   std::uint32_t m_nBytesPerSample = 0;
   CWaveFileWriter m_wave;
-  std::filesystem::path m_tempPath;
   int m_nFile = 0;
   std::uint64_t m_nFileSamples = 0;
   std::uint64_t m_nSamples = 0;
