@@ -20,6 +20,7 @@
 #include "app/PlayerWaterfall.h"
 #include "app/SpectrumScope.h"
 #include "app/TuningBar.h"
+#include "core/QuantityText.h"
 #include "core/SystemTime.h"
 #include "dsp/DSPDemodMain.h"
 #include "player/AudioRecorder.h"
@@ -253,9 +254,9 @@ void CPlayerPane::UpdateSnapStep() {
   // The wheel's step: the snap step when snapping, otherwise 1 kHz.
   double dStep = 1000.0;
   if (m_pSnap->isChecked()) {
-    const QString str = m_pSnapStep->currentText().trimmed();
-    const double d = (str.endsWith('k', Qt::CaseInsensitive) ? str.chopped(1).toDouble() * 1000.0 : str.toDouble());
-    if (d > 0.0) dStep = d;
+    double d = 0.0;
+    std::string strError;
+    if (ParseFrequencyText(m_pSnapStep->currentText().trimmed().toStdString(), d, strError) && d > 0.0) dStep = d;
   }
   m_pTuningBar->SetStep(dStep);
 }

@@ -8,6 +8,7 @@
 #include <QWheelEvent>
 #include <cmath>
 
+#include "core/QuantityText.h"
 #include "core/StatusFigures.h"
 
 CTuningBar::CTuningBar(QWidget* pParent) : QWidget(pParent) {
@@ -38,21 +39,12 @@ QString CTuningBar::FrequencyText() const {
 
 std::optional<double> CTuningBar::ParseFrequency(const QString& strText) {
   QString str = strText.trimmed().remove(' ');
-  if (str.endsWith("Hz", Qt::CaseInsensitive)) str.chop(2);
-  double dScale = 1.0;
-  if (str.endsWith('k', Qt::CaseInsensitive)) {
-    dScale = 1e3;
-    str.chop(1);
-  } else if (str.endsWith('M')) {
-    dScale = 1e6;
-    str.chop(1);
-  }
-  // "7.100.000": dots that separate groups of three digits.
+  // "7.100.000": dots that separate groups of three digits, as the bar shows the frequency.
   static const QRegularExpression groups("^\\d{1,4}(\\.\\d{3})+$");
-  if (dScale == 1.0 && groups.match(str).hasMatch()) str.remove('.');
-  bool bOk = false;
-  const double d = str.toDouble(&bOk) * dScale;
-  if (!bOk || !std::isfinite(d) || d <= 0.0) return std::nullopt;
+  if (groups.match(str).hasMatch()) str.remove('.');
+  double d = 0.0;
+  std::string strError;
+  if (!ParseFrequencyText(str.toStdString(), d, strError) || !(d > 0.0)) return std::nullopt;
   return std::round(d);
 }
 
