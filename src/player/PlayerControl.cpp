@@ -235,16 +235,18 @@ bool PlayAtPoint(CDemodBackgroundThread& thread, const CRecordingDescription& de
     return false;
   dFrequencyHz = ClickFrequency(click, options);
   const int nOffset = static_cast<int>(dFrequencyHz - static_cast<double>(desc.m_nCenterFrequency));
-  thread.SendTuningOffset(nOffset);
-
   const CSeriesPosition position = SeriesPositionAt(desc, ClickTime(click));
-  thread.SendOpenFile(pView, position.m_strFile, position.m_nOffset, true);
 
+  // The five lines stay together in the log: they are written before the thread gets the
+  // packets, so none of its own lines can fall between them.
   Emit(log, StrFormat("Demod center ....: %s", std::to_string(desc.m_nCenterFrequency).c_str()));
   Emit(log, StrFormat("Demod record ....: %s", StrFormat("%.0f", dFrequencyHz).c_str()));
   Emit(log, StrFormat("Demod offset ....: %d", nOffset));
   Emit(log, StrFormat("Demod IQ File ...: %s", position.m_strFile.c_str()));
   Emit(log, StrFormat("Demod Offset ....: %u bytes", position.m_nOffset));
+
+  thread.SendTuningOffset(nOffset);
+  thread.SendOpenFile(pView, position.m_strFile, position.m_nOffset, true);
   return true;
 }
 
