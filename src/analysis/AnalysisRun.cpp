@@ -56,6 +56,31 @@ void CAnalysisRun::RequestAbort() {
   LogLine("Aborting...");
 }
 
+bool CAnalysisRun::ForwarderIdle() const { return !m_pool.Forwarder().IsBusy(); }
+
+bool CAnalysisRun::WorkersIdle() const {
+  if (!ForwarderIdle()) return false;
+  for (int i = 0; i < m_pool.FFTWorkerCount(); ++i)
+    if (m_pool.FFTWorker(i).IsBusy()) return false;
+  return true;
+}
+
+void CAnalysisRun::DropQueuedForwards() {
+  LogF("Aborting: %d buffers not forwarded", m_pool.Forwarder().CancelQueuedForwards());
+}
+
+void CAnalysisRun::DropBlocksBeyondComputedRows() {
+  const std::uint32_t nComputed = m_pendingRows.empty() ? m_nNextRow : std::max(m_nNextRow, m_pendingRows.rbegin()->first + 1);
+  int nDropped = 0;
+  for (int i = 0; i < m_pool.FFTWorkerCount(); ++i) {
+    nDropped += m_pool.FFTWorker(i).CancelQueued([nComputed](const CBkgPacket& packet) {
+      const auto* pBlock = packet.Code() == PKT_FFT ? static_cast<const CSampleBlock*>(packet.m_pPayload) : nullptr;
+      return pBlock && pBlock->m_nFirstRow >= nComputed;
+    });
+  }
+  LogF("Aborting: %d blocks beyond row %u dropped", nDropped, nComputed);
+}
+
 CAnalysisRun::CStartPoint CAnalysisRun::FindStart(const CAnalysisOptions& options) {
   const auto& names = options.m_astrRecordingFilenames;
   if (options.m_nAnalysisDataOffset <= 0) return {names.empty() ? std::string() : names.front(), 0};

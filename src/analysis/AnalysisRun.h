@@ -65,6 +65,18 @@ class CAnalysisRun {
 
   bool IsBusy() const { return m_bBusy; }
   bool IsAborting() const { return m_bAbort; }
+  // For a front end that leaves an aborted run without waiting for its end. First the
+  // buffers still queued for forwarding are dropped (DropQueuedForwards); once the
+  // forwarder is idle (ForwarderIdle) and the rows already posted have been handled,
+  // DropBlocksBeyondComputedRows cancels the FFT workers' blocks that have not begun and whose rows all lie beyond
+  // every row computed so far: the rows computed before the abort are kept (the blocks
+  // below them stay, so no gap is left), and nothing more is computed.
+  void DropQueuedForwards();
+  void DropBlocksBeyondComputedRows();
+  bool ForwarderIdle() const;
+  // True once the forwarder and the FFT workers are idle: every row they will post has been
+  // posted. Handle what is queued, then the rows applied are the run's contiguous rows.
+  bool WorkersIdle() const;
   int ThreadsInUse() const { return m_nThreadsInUse; }
   std::uint32_t RowsApplied() const { return m_nNextRow; }
   std::int64_t RowsDispatched() const { return m_nRowsDispatched; }

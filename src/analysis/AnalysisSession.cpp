@@ -352,7 +352,8 @@ void CAnalysisSession::OnTimer() {
   DeliverFaults();
 }
 
-void CAnalysisSession::PumpUntilFinished(const std::atomic<bool>* pbAbort, const std::function<void()>& onTick) {
+void CAnalysisSession::PumpUntilFinished(const std::atomic<bool>* pbAbort, const std::function<void()>& onTick,
+                                         bool bReturnOnAbort) {
   if (!m_pHeadless) return;
   bool bAbortSent = false;
   m_pHeadless->PumpUntilFinished(nullptr, [&] {
@@ -362,7 +363,7 @@ void CAnalysisSession::PumpUntilFinished(const std::atomic<bool>* pbAbort, const
     }
     DeliverFaults();
     if (onTick) onTick();
-  });
+  }, bReturnOnAbort);
   DeliverFaults();
 }
 

@@ -209,8 +209,11 @@ class CAnalysisSession {
   bool HandleMessage(CMessage& msg);
   void OnTimer();
   // Headless sessions only: handles messages until the run is no longer busy; when
-  // *pbAbort turns true the abort is asked for. onTick runs with every timer tick.
-  void PumpUntilFinished(const std::atomic<bool>* pbAbort = nullptr, const std::function<void()>& onTick = {});
+  // *pbAbort turns true the abort is asked for. onTick runs with every timer tick. With
+  // bReturnOnAbort an aborted run is left once the picture holds every row analysed
+  // before the abort, without waiting for the run to end (a front end about to quit).
+  void PumpUntilFinished(const std::atomic<bool>* pbAbort = nullptr, const std::function<void()>& onTick = {},
+                         bool bReturnOnAbort = false);
 
   // --- The picture -----------------------------------------------------------------------
   const CAnalysisImage& Image() const { return m_image; }

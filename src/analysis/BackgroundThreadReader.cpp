@@ -143,6 +143,18 @@ void CBackgroundThreadReader::FreeStaging() {
   m_nStagingFill = 0;
 }
 
+int CBackgroundThreadReader::CancelQueuedForwards() {
+  std::vector<CFileIOBuffer*> apBuffers;
+  const int nCancelled = CancelQueued([&](const CBkgPacket& packet) {
+    if (packet.Code() != PKT_FORWARD || !packet.m_pPayload) return false;
+    apBuffers.push_back(static_cast<CFileIOBuffer*>(packet.m_pPayload));
+    return true;
+  });
+  // Cancelled packets are never processed: nothing else holds these buffers now.
+  for (CFileIOBuffer* pBuffer : apBuffers) ReleaseBuffer(*pBuffer);
+  return nCancelled;
+}
+
 void CBackgroundThreadReader::ReleaseBuffer(CFileIOBuffer& buffer) {
   buffer.FreeData();
   buffer.m_nBytesRead = 0;

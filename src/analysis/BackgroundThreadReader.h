@@ -53,6 +53,11 @@ class CBackgroundThreadReader final : public CBackgroundThreadBase {
   // Working memory of one FFT worker for FFT order nOrder: the plan and its work vectors.
   static std::uint64_t FFTWorkingMemoryBytes(int nOrder);
 
+  // The forwarder's side of leaving an aborted run at once: cancels the buffers queued for
+  // forwarding (not the one being forwarded) and gives them back to the controller.
+  // Returns how many.
+  int CancelQueuedForwards();
+
  protected:
   void ProcessPacket(CBkgPacket& packet, int nQueuedBehind) override;
 

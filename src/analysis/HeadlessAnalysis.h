@@ -26,8 +26,11 @@ class CHeadlessAnalysis {
   bool Created() const { return m_bCreated; }
 
   // Handles messages until the run is no longer busy. When *pbAbort turns true the abort
-  // request is made (once). onTick runs with every timer tick.
-  void PumpUntilFinished(const std::atomic<bool>* pbAbort = nullptr, const std::function<void()>& onTick = {});
+  // request is made (once). onTick runs with every timer tick. With bReturnOnAbort, an
+  // aborted run is left as soon as every row analysed before the abort has been handled
+  // (the run goes on ending in the engine; a front end about to quit need not wait for it).
+  void PumpUntilFinished(const std::atomic<bool>* pbAbort = nullptr, const std::function<void()>& onTick = {},
+                         bool bReturnOnAbort = false);
   // Handles whatever is queued now.
   void PumpPending();
 

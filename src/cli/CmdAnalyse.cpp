@@ -3,7 +3,8 @@
 // A full analysis of the recording FILE belongs to, driven exactly as the GUI's view drives
 // it (CAnalysisRun over the shared worker threads), with every analysis option as a flag.
 // A progress line goes to stderr when it is a terminal. Ctrl-C is the abort request: the
-// rows analysed so far are kept and written.
+// rows analysed so far are kept and written at once, and the command exits with 130; a run
+// interrupted before its first row writes nothing.
 
 #include <unistd.h>
 
@@ -249,7 +250,10 @@ int RunAnalyse(const CliArgs& args) {
   // Nobody watches a status display here: a run whose first file cannot be opened is
   // aborted at once rather than left waiting for the user.
   session.SetAbortWhenOpenFails(true);
+  // Caught from the start of the run, so that a Ctrl-C in its first moments is an abort too.
+  CatchInterrupt();
   if (!session.StartAnalysis(strError)) {
+    ReleaseInterrupt();
     cli.Error(strFile + ": " + strError);
     return 1;
   }
@@ -261,17 +265,18 @@ int RunAnalyse(const CliArgs& args) {
                options.m_nAnalysisFFTSize, bFFTChosen ? " (chosen for the recording's length; --fft sets it)" : "",
                options.ResolutionBandwidthText().c_str(), options.m_nAnalysisDisplayRows,
                static_cast<double>(options.m_nAnalysisDataLength) / 1e9);
-  CatchInterrupt();
   bool bAbortNoted = false;
+  // After Ctrl-C the rows analysed so far are written at once; the rest of the recording is
+  // not read.
   session.PumpUntilFinished(&InterruptFlag(), [&] {
     if (Interrupted() && !bAbortNoted) {
       bAbortNoted = true;
-      std::fprintf(stderr, "\nAborting: what was analysed is kept; the rest of the recording is read and "
-                           "discarded (Ctrl-C again quits at once)\n");
+      std::fprintf(stderr, "\nAborting: writing what was analysed (Ctrl-C again quits at once)\n");
     }
-  });
+  }, true);
   const SAnalysisRunState& state = session.RunState();
   if (state.bOpenFailed) {
+    ReleaseInterrupt();
     cli.Error(strFile + ": the recording's first file to analyse could not be opened (see " +
               LogFilePath().string() + ")");
     return 1;
@@ -280,6 +285,19 @@ int RunAnalyse(const CliArgs& args) {
   std::fprintf(stderr, "%s %zu rows in %.1f s (%.1f MB/s), peak memory %.1f MB\n",
                Interrupted() ? "Aborted after" : "Analysed", session.Image().Rows().Count(), state.dSeconds,
                state.dMegabytesPerSecond, static_cast<double>(PeakPrivateMemoryBytes()) / 1e6);
+
+  // An interrupted run with no rows has nothing to show: an existing project or picture is
+  // worth more than an empty one.
+  if (Interrupted() && session.Image().Rows().Empty()) {
+    for (const auto& output : {projectPath, imagePath}) {
+      if (!output) continue;
+      std::error_code ec;
+      std::fprintf(stderr, "vexlor-cli analyse: nothing was analysed: %s %s\n", output->c_str(),
+                   std::filesystem::exists(*output, ec) ? "is left as it was" : "is not written");
+    }
+    ReleaseInterrupt();
+    return kExitInterrupted;
+  }
 
   int nResult = 0;
   if (projectPath) {

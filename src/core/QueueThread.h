@@ -95,6 +95,19 @@ class CQueueThread : public CThinThread {
     }
     m_evWake.Set();
   }
+  // Under one hold of the lock: cancels every queued packet (not the one being processed)
+  // for which bCancel(packet) holds. Returns how many were cancelled.
+  template <class TPredicate>
+  int CancelQueued(TPredicate bCancel) {
+    std::lock_guard lock(m_lock);
+    int nCancelled = 0;
+    for (auto& pQueued : m_queue) {
+      if (pQueued->Code() == TPacket::kSyncCode || !bCancel(static_cast<const TPacket&>(*pQueued))) continue;
+      pQueued->Cancel();
+      ++nCancelled;
+    }
+    return nCancelled;
+  }
   // Queues the priority packet with the value and its name ("Below normal" ...). Nothing
   // once shutdown has begun.
   void SetPriority(int nPriority) {

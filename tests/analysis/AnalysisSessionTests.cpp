@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include <cmath>
 #include <thread>
 
@@ -79,6 +81,35 @@ class AnalysisSessionTest : public ::testing::Test {
   inline static std::filesystem::path s_first;
   CTempFolder dir;
 };
+
+// Catches a front end that leaves an aborted run (Ctrl-C in the command-line tool) with
+// rows lost or out of place: what it keeps is exactly the start of a complete run.
+TEST_F(AnalysisSessionTest, ARunLeftOnAbortKeepsTheFirstRowsOfTheRecording) {
+  const CImageRows whole = FreshRows(dir / "Fresh.xml", 1024, 50, 64);
+  CEngine engine(dir / "Settings.xml");
+  std::string strError;
+  ASSERT_TRUE(engine.session.OpenRecording(s_first, strError)) << strError;
+  Choose(engine.session, 1024, 50, 64, 0);
+  ASSERT_TRUE(engine.session.StartAnalysis(strError)) << strError;
+  std::atomic<bool> bAbort{false};
+  engine.session.PumpUntilFinished(&bAbort, [&] { bAbort = !engine.session.Image().Rows().Empty(); }, true);
+  const CImageRows& kept = engine.session.Image().Rows();
+  ASSERT_GT(kept.Count(), 0u);
+  ASSERT_LE(kept.Count(), whole.Count());
+  for (std::size_t r = 0; r < kept.Count(); ++r) {
+    ASSERT_EQ(kept.m_aLines[r], whole.m_aLines[r]) << "row " << r;
+    ASSERT_EQ(kept.m_anTimes[r], whole.m_anTimes[r]) << "row " << r;
+  }
+
+  // Aborted before the workers had anything: no row, and the pump still returns.
+  CEngine early(dir / "Early.xml");
+  ASSERT_TRUE(early.session.OpenRecording(s_first, strError)) << strError;
+  Choose(early.session, 1024, 50, 64, 0);
+  ASSERT_TRUE(early.session.StartAnalysis(strError)) << strError;
+  early.session.RequestAbort();
+  early.session.PumpUntilFinished(nullptr, {}, true);
+  EXPECT_TRUE(early.session.Image().Rows().Empty());
+}
 
 TEST_F(AnalysisSessionTest, RunsOneAfterAnotherGiveTheRowsOfFreshSessions) {
   // Catches state a run leaves behind for the next (picture, pending rows, buffers, window

@@ -17,6 +17,19 @@ namespace {
 
 std::string Quote(const std::string& s) { return ShellQuote(s); }
 
+std::string LittleEndian(std::uint32_t v, int nBytes) {
+  std::string b;
+  for (int i = 0; i < nBytes; ++i) b += static_cast<char>(v >> (8 * i) & 0xFF);
+  return b;
+}
+
+// The header of a plain 16-bit stereo WAV (no centre frequency, no start time) of nData bytes.
+std::string PlainIqWavHeader(std::uint32_t nRate, std::uint32_t nData) {
+  const auto le = LittleEndian;
+  return "RIFF" + le(36 + nData, 4) + "WAVEfmt " + le(16, 4) + le(1, 2) + le(2, 2) + le(nRate, 4) +
+         le(nRate * 4, 4) + le(4, 2) + le(16, 2) + "data" + le(nData, 4);
+}
+
 CRunResult RunCli(const std::string& args) { return RunProgram(VEXLOR_CLI_PATH, args); }
 
 // The demonstration recording, written once for the whole suite.
@@ -248,15 +261,8 @@ TEST_F(CliTest, DefaultFftSizeGivesAUsefulHeightAndHistoryIsSelfDescribing) {
 // assumed, and the user's --centre-freq and --start-time take its place.
 TEST_F(CliTest, UnknownRecordingsTakeTheUsersCentreAndStart) {
   CTempFolder out;
-  const auto le = [](std::uint32_t v, int n) {
-    std::string b;
-    for (int i = 0; i < n; ++i) b += static_cast<char>(v >> (8 * i) & 0xFF);
-    return b;
-  };
   const std::uint32_t nData = 48000u * 4u * 2u;  // 2 s of 16-bit stereo at 48 kHz
-  WriteBytes(out / "plain.wav", "RIFF" + le(36 + nData, 4) + "WAVEfmt " + le(16, 4) + le(1, 2) + le(2, 2) +
-                                    le(48000, 4) + le(192000, 4) + le(4, 2) + le(16, 2) + "data" + le(nData, 4) +
-                                    std::string(nData, '\0'));
+  WriteBytes(out / "plain.wav", PlainIqWavHeader(48000, nData) + std::string(nData, '\0'));
   const std::string plain = Quote((out / "plain.wav").string());
   const CRunResult info = RunCli("info " + plain);
   EXPECT_NE(info.strOutput.find("no centre frequency or start time"), std::string::npos) << info.strOutput;
@@ -292,6 +298,75 @@ TEST_F(CliTest, InterruptedDemodLeavesAValidWav) {
   };
   EXPECT_EQ(le32(40), bytes.size() - 44u);
   EXPECT_EQ(le32(4), bytes.size() - 8u);
+}
+
+// Runs analyse on a recording in the background, sends SIGINT once the run has been
+// announced and nDelay seconds more have passed, and returns the exit status and stderr.
+CRunResult InterruptedAnalyse(const std::filesystem::path& folder, const std::string& args, const char* pszDelay) {
+  const std::string err = Quote((folder / "err.txt").string());
+  const std::string script = Quote(VEXLOR_CLI_PATH) + " analyse " + args + " 2>" + err + " >/dev/null & pid=$!; "
+                             "for i in $(seq 600); do grep -q Analysing " + err + " && break; sleep 0.05; done; "
+                             "sleep " + pszDelay + "; kill -INT $pid; wait $pid; echo exit=$? >> " + err;
+  CRunResult result;
+  result.nExitCode = std::system(("sh -c " + Quote(script)).c_str());
+  result.strOutput = ReadBytes(folder / "err.txt");
+  const std::size_t nAt = result.strOutput.find("exit=");
+  result.nExitCode = nAt == std::string::npos ? -1 : std::stoi(result.strOutput.substr(nAt + 5));
+  return result;
+}
+
+std::size_t CountOf(const std::string& text, const std::string& what) {
+  std::size_t n = 0;
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+  return n;
+}
+
+// Catches a Ctrl-C that reads the rest of the recording before it writes, a project that
+// loses rows analysed before the interrupt, and an interrupted run that replaces an
+// existing project with an empty one.
+TEST(CliInterrupt, AnalyseWritesTheRowsAnalysedAndNeverAnEmptyProject) {
+  CTempFolder folder;
+  // 128 MB of noise: several seconds of analysis at the options below.
+  const std::uint32_t nData = 128u << 20;
+  {
+    std::string bytes = PlainIqWavHeader(96000, nData);
+    bytes.resize(bytes.size() + nData);
+    std::uint32_t x = 12345;
+    for (std::size_t i = 44; i < bytes.size(); ++i) {
+      x = x * 1664525u + 1013904223u;
+      bytes[i] = static_cast<char>(x >> 24);
+    }
+    WriteBytes(folder / "noise.wav", bytes);
+  }
+  const std::string noise = Quote((folder / "noise.wav").string());
+  const std::string project = (folder / "p.xml").string();
+  const CRunResult r = InterruptedAnalyse(folder.Path(), noise + " --fft 2048 --overlap 90 --width 16 --height 100 "
+                                          "--project " + Quote(project), "0.8");
+  EXPECT_EQ(r.nExitCode, 130) << r.strOutput;
+  const std::size_t nAnnounced = r.strOutput.find(" rows,");
+  const std::size_t nAborted = r.strOutput.find("Aborted after ");
+  ASSERT_NE(nAnnounced, std::string::npos) << r.strOutput;
+  ASSERT_NE(nAborted, std::string::npos) << r.strOutput;
+  const long nRowsOfTheWholeRun = std::stol(r.strOutput.substr(r.strOutput.rfind(' ', nAnnounced - 1) + 1));
+  const long nRowsKept = std::stol(r.strOutput.substr(nAborted + 14));
+  EXPECT_GT(nRowsKept, 0) << r.strOutput;
+  EXPECT_LT(nRowsKept, nRowsOfTheWholeRun / 2) << r.strOutput;
+  // Every row the run reported is in the project.
+  EXPECT_EQ(static_cast<long>(CountOf(ReadBytes(project), "<Entry ")), nRowsKept);
+
+  // Interrupted at once, with an FFT so long that its first row takes a while: either no
+  // row was made and the existing file is left as it was, or the project holds rows.
+  const std::string keep = (folder / "keep.xml").string();
+  WriteBytes(keep, "the user's project");
+  const CRunResult early = InterruptedAnalyse(folder.Path(), noise + " --fft 4194304 --width 16 --height 10 "
+                                              "--project " + Quote(keep), "0");
+  EXPECT_EQ(early.nExitCode, 130) << early.strOutput;
+  if (early.strOutput.find("nothing was analysed") != std::string::npos) {
+    EXPECT_NE(early.strOutput.find("is left as it was"), std::string::npos) << early.strOutput;
+    EXPECT_EQ(ReadBytes(keep), "the user's project");
+  } else {
+    EXPECT_GT(CountOf(ReadBytes(keep), "<Entry "), 0u) << early.strOutput;
+  }
 }
 
 }  // namespace
