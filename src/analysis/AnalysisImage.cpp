@@ -183,6 +183,7 @@ void CAnalysisImage::Reset(const CAnalysisOptions& options, int nWidth, int nHei
   m_bTimeFormatLocal = options.m_bTimeFormatLocal != 0;
   m_nWidth = std::max(nWidth, 1);
   m_nHeight = std::max(nHeight, 1);
+  m_nFitHeight = 0;
   m_anPixels.assign(static_cast<std::size_t>(m_nWidth) * static_cast<std::size_t>(m_nHeight), kBackground);
   m_scaling.ResetPeak();
   LogF("Drawing area: %d x %d pixels", m_nWidth, m_nHeight);
@@ -200,7 +201,41 @@ void CAnalysisImage::AddRow(const float* pRecord, std::size_t nLevels) {
       m_nDisplayRows > 0 ? double(m_tEndUTC - m_tStartUTC) * double(nRow) / m_nDisplayRows + 0.5 : 0.0;
   const double dClamped = std::clamp(std::trunc(dTime), 0.0, 4294967295.0);
   m_rows.Append(std::move(line), static_cast<std::uint32_t>(dClamped));
-  DrawRow(nRow);
+  if (m_nFitHeight == 0) DrawRow(nRow);
+}
+
+void CAnalysisImage::FitRowsToHeight(int nHeight) {
+  m_nFitHeight = std::max(nHeight, 1);
+  m_nHeight = m_nFitHeight;
+  m_anPixels.assign(static_cast<std::size_t>(m_nWidth) * static_cast<std::size_t>(m_nHeight), kBackground);
+  Redraw();
+}
+
+double CAnalysisImage::PictureRowOf(double dRow) const {
+  const std::size_t nRows = m_rows.Count();
+  if (m_nFitHeight == 0 || nRows == 0) return dRow;
+  return dRow * m_nHeight / static_cast<double>(nRows);
+}
+
+void CAnalysisImage::DrawFittedLine(int nLine, std::vector<float>& afLevels) {
+  const int nRows = static_cast<int>(std::min<std::size_t>(m_rows.Count(), INT32_MAX));
+  int nFirst = 0, nEnd = 0;
+  if (nRows >= m_nHeight) {
+    CColumnReducer::SourceOf(nRows, m_nHeight, nLine, nFirst, nEnd);
+  } else if (nRows > 0) {
+    // Fewer rows than lines: the row under the line (as PictureRowOf places it), not a blend.
+    nFirst = static_cast<int>(static_cast<std::int64_t>(nLine) * nRows / m_nHeight);
+    nEnd = nFirst + 1;
+  }
+  if (nEnd <= nFirst) return;
+  afLevels.assign(static_cast<std::size_t>(m_nWidth), CColumnReducer::kEmptyLevel);
+  for (int r = nFirst; r < nEnd; ++r) {
+    const std::vector<float>& line = m_rows.m_aLines[static_cast<std::size_t>(r)];
+    const std::size_t nCount = std::min(line.size(), afLevels.size());
+    for (std::size_t c = 0; c < nCount; ++c) afLevels[c] = std::max(afLevels[c], line[c]);
+  }
+  std::uint32_t* pOut = m_anPixels.data() + (static_cast<std::size_t>(m_nHeight) - 1 - nLine) * m_nWidth;
+  m_scaling.ColourRow(afLevels.data(), m_nWidth, m_colours, pOut);
 }
 
 void CAnalysisImage::SetRows(CImageRows rows) {
@@ -246,6 +281,11 @@ void CAnalysisImage::SetManualLevels(int nFirst, int nSecond) {
 void CAnalysisImage::Redraw() {
   std::fill(m_anPixels.begin(), m_anPixels.end(), kBackground);
   m_scaling.ResetPeak();
+  if (m_nFitHeight > 0) {
+    std::vector<float> afLevels;
+    for (int nLine = 0; nLine < m_nHeight; ++nLine) DrawFittedLine(nLine, afLevels);
+    return;
+  }
   const std::size_t nDrawn = std::min(m_rows.Count(), static_cast<std::size_t>(m_nHeight));
   for (std::size_t r = 0; r < nDrawn; ++r) DrawRow(r);
 }
@@ -263,8 +303,10 @@ std::vector<CAnalysisImage::STimeLabel> CAnalysisImage::TimeLabels() const {
   const std::size_t nRows = m_rows.Count();
   if (nRows < 11) return labels;
   const std::size_t nLast = nRows - 1;
+  // Labels are spaced by picture lines, which hold several rows in a fitted picture.
+  const double dRowsPerLine = m_nFitHeight > 0 ? std::max(double(nRows) / m_nHeight, 1.0) : 1.0;
   const double dSecondsPerRow = double(m_rows.m_anTimes[nLast]) / double(nLast);
-  const std::int64_t nStep = TimeLabelStep(5.0 * kLabelSpacingRows * dSecondsPerRow);
+  const std::int64_t nStep = TimeLabelStep(5.0 * kLabelSpacingRows * dSecondsPerRow * dRowsPerLine);
   // Multiples of the step are counted on the clock (UTC seconds), so labels read as round times.
   auto slot = [&](std::size_t r) { return (m_tStartUTC + std::int64_t{m_rows.m_anTimes[r]}) / nStep; };
   for (std::size_t r = 1; r < nRows; ++r) {

@@ -7,7 +7,10 @@
 // not with the FFT size. Kept rows are drawn into a plain 32-bit ARGB buffer
 // (0xAARRGGBB per pixel, rows `Stride()` bytes apart) that the GUI and the command-line
 // tool wrap in an image without copying. Time runs upward: row 0 is the bottom line.
-// Rows beyond the picture's height are kept (and saved) but not drawn.
+// Rows beyond the picture's height are kept (and saved) but not drawn, unless the picture
+// is fitted to a height (FitRowsToHeight): then every row is drawn, each pixel line showing
+// the maximum of the rows that fall on it, so a strong short signal is never lost however
+// far the rows are reduced (the rows' counterpart of CColumnReducer).
 //
 // Palette, scaling and contrast changes redraw the picture from the kept rows.
 
@@ -81,6 +84,15 @@ class CAnalysisImage {
   // as the next row, and draws it.
   void AddRow(const float* pRecord, std::size_t nLevels);
 
+  // Draws all kept rows into nHeight pixel lines (at least 1): line p shows the maximum,
+  // column by column, of the run of rows CColumnReducer::SourceOf assigns to it (one row
+  // stretched over several lines when there are fewer rows than lines). Rows added later are drawn by
+  // the next redraw. Reset() ends the fit.
+  void FitRowsToHeight(int nHeight);
+  int FitHeight() const { return m_nFitHeight; }
+  // The picture line (from the bottom, fractional) at which row dRow is drawn.
+  double PictureRowOf(double dRow) const;
+
   // Replaces the kept rows (a loaded project) and redraws.
   void SetRows(CImageRows rows);
   const CImageRows& Rows() const { return m_rows; }
@@ -113,6 +125,7 @@ class CAnalysisImage {
 
  private:
   void DrawRow(std::size_t nRow);
+  void DrawFittedLine(int nLine, std::vector<float>& afLevels);
 
   // From the options, fixed at Reset.
   SBinRange m_bins;
@@ -123,6 +136,7 @@ class CAnalysisImage {
 
   int m_nWidth = 1;
   int m_nHeight = 1;
+  int m_nFitHeight = 0;  // 0: one row per line
   std::vector<std::uint32_t> m_anPixels;
 
   CImageRows m_rows;

@@ -385,6 +385,15 @@ void CAnalysisSession::SetColouring(int nPalette, bool bAutomatic, int nContrast
   MarkAll();
 }
 
+void CAnalysisSession::FitPictureHeight(int nHeight) {
+  m_image.FitRowsToHeight(nHeight);
+  MarkAll();
+}
+
+int CAnalysisSession::PixelYOfRow(int nRow) const {
+  return Height() - 1 - static_cast<int>(std::floor(m_image.PictureRowOf(nRow)));
+}
+
 void CAnalysisSession::MarkAll() {
   ++m_nGeneration;
   m_change.bAll = true;
@@ -462,8 +471,10 @@ SPictureRect CAnalysisSession::TagRect(const CTagDefinition& tag) const {
   const std::int64_t nFirstRow = RowAtTime(static_cast<double>(tag.m_tStartTime));
   const std::int64_t nLastRow = RowAtTime(static_cast<double>(tag.m_tStartTime) + tag.m_nDuration);
   // Rows grow upward: the tag's last row is its top edge.
-  const double dTop = static_cast<double>(Height() - 1) - static_cast<double>(std::max(nFirstRow, nLastRow));
-  const double dBottom = static_cast<double>(Height()) - static_cast<double>(std::min(nFirstRow, nLastRow));
+  const double dTop =
+      static_cast<double>(Height() - 1) - std::floor(m_image.PictureRowOf(static_cast<double>(std::max(nFirstRow, nLastRow))));
+  const double dBottom =
+      static_cast<double>(Height()) - std::floor(m_image.PictureRowOf(static_cast<double>(std::min(nFirstRow, nLastRow))));
   const auto clip = [](double v, int nMax) { return static_cast<int>(std::clamp(v, 0.0, static_cast<double>(nMax))); };
   rect.nLeft = clip(dLeft, Width());
   rect.nRight = clip(std::max(dRight, dLeft + 1.0), Width());

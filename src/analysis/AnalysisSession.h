@@ -221,6 +221,9 @@ class CAnalysisSession {
   int Height() const { return m_image.Height(); }
   // Palette, scaling and contrast; the picture is redrawn from its rows.
   void SetColouring(int nPalette, bool bAutomatic, int nContrast, int nManualFirst, int nManualSecond);
+  // Draws every row into nHeight lines, each the maximum of the rows that fall on it (a
+  // whole recording on one screen); the geometry below follows the fitted lines.
+  void FitPictureHeight(int nHeight);
   // Changes since the last call (a view repaints only those rows).
   SPictureChange TakePictureChange();
   std::uint64_t Generation() const { return m_nGeneration; }
@@ -239,7 +242,7 @@ class CAnalysisSession {
   // Recording time (UTC seconds) of a picture row, and the row nearest a time (not clipped).
   double TimeAtRow(double dRow) const;
   std::int64_t RowAtTime(double tSeconds) const;
-  int PixelYOfRow(int nRow) const { return Height() - 1 - nRow; }
+  int PixelYOfRow(int nRow) const;
   int RowOfPixelY(int nY) const { return Height() - 1 - nY; }
   // A tag's band and time span as a rectangle of the picture.
   SPictureRect TagRect(const CTagDefinition& tag) const;

@@ -155,6 +155,28 @@ bool CCliOptions::ParseRecordingTime(const std::string& name, const std::string&
   return false;
 }
 
+bool CCliOptions::GetTimeRange(const std::string& name, std::int64_t tStart, double& dFirst,
+                               double& dSecond) const {
+  const auto v = Value(name);
+  if (!v) return true;
+  const std::size_t nComma = v->find(',');
+  const std::string strFirst = nComma == std::string::npos ? std::string() : v->substr(0, nComma);
+  const std::string strSecond = nComma == std::string::npos ? std::string() : v->substr(nComma + 1);
+  if (strFirst.empty() || strSecond.empty()) {
+    Error("--" + name + ": \"" + *v + "\" is not START,END");
+    return false;
+  }
+  double dA = 0.0, dB = 0.0;
+  if (!ParseRecordingTime(name, strFirst, tStart, dA) || !ParseRecordingTime(name, strSecond, tStart, dB)) return false;
+  if (!(dB > dA)) {
+    Error("--" + name + ": \"" + *v + "\" ends before it starts");
+    return false;
+  }
+  dFirst = dA;
+  dSecond = dB;
+  return true;
+}
+
 bool CCliOptions::GetRecordingTime(const std::string& name, const CRecordingDescription& desc,
                                    std::int64_t& tUtc) const {
   const auto v = Value(name);

@@ -42,6 +42,8 @@ class CCliOptions {
   // seconds from the start. name is the option it came from, for the message.
   bool ParseRecordingTime(const std::string& name, const std::string& text, std::int64_t tStart,
                           double& dSeconds) const;
+  // --NAME as "START,END": two times as above (seconds from tStart), END after START.
+  bool GetTimeRange(const std::string& name, std::int64_t tStart, double& dFirst, double& dSecond) const;
   // A time as above, as UTC seconds of the recording desc (whole seconds).
   bool GetRecordingTime(const std::string& name, const CRecordingDescription& desc, std::int64_t& tUtc) const;
   // --NAME as a frequency in Hz: 7100000, 7100k, 7.1M, with or without "Hz".

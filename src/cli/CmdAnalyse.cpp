@@ -107,7 +107,7 @@ std::string ScaleText(const CAnalysisImage& image) {
 int RunAnalyse(const CliArgs& args) {
   CCliOptions cli("analyse",
                   {"fft", "overlap", "window", "centre", "bandwidth", "start", "end", "width", "height", "threads",
-                   "hint", "project", "image", "palette", "scale", "contrast", "centre-freq", "start-time"},
+                   "hint", "project", "image", "palette", "scale", "contrast", "fit-height", "centre-freq", "start-time"},
                   {"swap-iq"});
   if (!cli.Parse(args)) {
     PrintCommandUsage("analyse", stderr);
@@ -126,6 +126,10 @@ int RunAnalyse(const CliArgs& args) {
   }
   SPictureOptions picture;
   if (!ParsePictureOptions(cli, picture)) return 2;
+  if (picture.nFitHeight > 0 && cli.Has("height")) {
+    cli.Error("give --height H (the first H rows) or --fit-height H (all rows in H lines), not both");
+    return kExitUsage;
+  }
   std::string strError;
   if (imagePath && !CPictureRenderer::FormatSupported(*imagePath, strError)) {
     cli.Error(strError);
@@ -197,7 +201,8 @@ int RunAnalyse(const CliArgs& args) {
   if (nHint >= 0) options.m_nFFTHint = nHint;
   // "full" is 0: one column per FFT bin of the band, one line per row of the data.
   options.m_nAnalysisDisplayWidth = bWidthFull ? 0 : nWidth;
-  options.m_nAnalysisDisplayHeight = bHeightFull ? 0 : nHeight;
+  // A fitted picture is made at its own height; the rows are drawn into it at the end.
+  options.m_nAnalysisDisplayHeight = picture.nFitHeight > 0 ? picture.nFitHeight : bHeightFull ? 0 : nHeight;
   // The band: within the recording's.
   double dCentre = options.m_nAnalysisCenterFreq, dBandwidth = options.m_nAnalysisBandwidth;
   if (!cli.GetFrequency("centre", dCentre) || !cli.GetFrequency("bandwidth", dBandwidth)) return kExitUsage;
@@ -313,6 +318,7 @@ int RunAnalyse(const CliArgs& args) {
   if (imagePath) {
     ApplyPictureOptions(picture, session);
     const CAnalysisImage& image = session.Image();
+    NoteRowsLeftOut(session, "analyse");
     if (CPictureRenderer::Save(session, *imagePath, strError)) {
       std::printf("Image: %s (%d x %d pixels, palette \"%s\", %s)\n", std::filesystem::absolute(*imagePath).c_str(),
                   image.Width(), image.Height(), CPalettes::Name(image.Palette()), ScaleText(image).c_str());

@@ -35,14 +35,6 @@ bool ParseTime(const CCliOptions& options, const std::string& strName, const std
   return options.ParseRecordingTime(strName, strText, desc.m_tStart, dSeconds);
 }
 
-bool ParsePair(const std::string& strText, std::string& strFirst, std::string& strSecond) {
-  const auto nComma = strText.find(',');
-  if (nComma == std::string::npos) return false;
-  strFirst = strText.substr(0, nComma);
-  strSecond = strText.substr(nComma + 1);
-  return !strFirst.empty() && !strSecond.empty();
-}
-
 std::string FormatPlayingTime(std::int64_t nSeconds) {
   const char* pszSign = nSeconds < 0 ? "-" : "";
   nSeconds = std::llabs(nSeconds);
@@ -136,10 +128,8 @@ int RunPlay(const CliArgs& args) {
   bool bRepeat = false;
   double dRepeatStart = 0.0, dRepeatEnd = 0.0;
   if (auto r = options.Value("repeat")) {
-    std::string a, b;
-    if (!ParsePair(*r, a, b) || !options.ParseRecordingTime("repeat", a, desc.m_tStart, dRepeatStart) ||
-        !options.ParseRecordingTime("repeat", b, desc.m_tStart, dRepeatEnd) || dRepeatStart < 0.0 || dRepeatEnd <= dRepeatStart ||
-        dRepeatStart >= dDuration) {
+    if (!options.GetTimeRange("repeat", desc.m_tStart, dRepeatStart, dRepeatEnd)) return kExitUsage;
+    if (dRepeatStart < 0.0 || dRepeatStart >= dDuration) {
       options.Error("--repeat: \"" + *r + "\" is not START,END within the recording");
       return kExitUsage;
     }

@@ -1,4 +1,5 @@
 // vexlor-cli render P.xml --image I.png [--palette 0..4|NAME] [--scale auto|LO,HI] [--contrast S]
+//                  [--fit-height H]
 //
 // Redraws a saved project without the recording: the rows kept in the project are coloured
 // again with the chosen palette and scaling.
@@ -17,7 +18,7 @@
 #include "render/PictureRenderer.h"
 
 int RunRender(const CliArgs& args) {
-  CCliOptions cli("render", {"image", "palette", "scale", "contrast"}, {});
+  CCliOptions cli("render", {"image", "palette", "scale", "contrast", "fit-height"}, {});
   if (!cli.Parse(args)) {
     PrintCommandUsage("render", stderr);
     return kExitUsage;
@@ -44,6 +45,7 @@ int RunRender(const CliArgs& args) {
   CAnalysisSession session(settings);
   if (!LoadProjectPicture(cli, cli.Positional()[0], session)) return 1;
   ApplyPictureOptions(picture, session);
+  NoteRowsLeftOut(session, "render");
   const CAnalysisImage& image = session.Image();
   if (!CPictureRenderer::Save(session, imagePath, strError)) {
     cli.Error(strError);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 #include "analysis/AnalysisSession.h"
@@ -61,6 +62,13 @@ bool ParsePictureOptions(const CCliOptions& cli, SPictureOptions& picture) {
     return false;
   }
   picture.nContrast = static_cast<int>(nContrast);
+  std::int64_t nFitHeight = 0;
+  if (!cli.GetInt64("fit-height", nFitHeight)) return false;
+  if (cli.Has("fit-height") && (nFitHeight < 1 || nFitHeight > 100000)) {
+    cli.Error("--fit-height: " + std::to_string(nFitHeight) + " is not a height from 1 to 100000 pixels");
+    return false;
+  }
+  picture.nFitHeight = static_cast<int>(nFitHeight);
   return true;
 }
 
@@ -68,4 +76,13 @@ void ApplyPictureOptions(const SPictureOptions& picture, CAnalysisSession& sessi
   // The first manual level is the weakest colour's, the second the strongest's.
   session.SetColouring(picture.nPalette, picture.bScaleAutomatic, picture.nContrast, picture.nLevelLow,
                      picture.nLevelHigh);
+  if (picture.nFitHeight > 0) session.FitPictureHeight(picture.nFitHeight);
+}
+
+void NoteRowsLeftOut(const CAnalysisSession& session, const char* pszCommand) {
+  const CAnalysisImage& image = session.Image();
+  const std::size_t nRows = image.Rows().Count();
+  if (image.FitHeight() > 0 || nRows <= static_cast<std::size_t>(image.Height())) return;
+  std::fprintf(stderr, "vexlor-cli %s: showing the first %d of %zu rows; use --fit-height %d to fit the whole "
+               "recording\n", pszCommand, image.Height(), nRows, image.Height());
 }

@@ -39,7 +39,8 @@ const Command kCommands[] = {
      "  --bandwidth HZ     width of the band (at most the recording's)\n"
      "  --start TIME       first moment to analyse; --end TIME the last\n"
      "  --width W|full     picture width in pixels (default 5000); full: one column per bin\n"
-     "  --height H|full    keep only the first H rows (default full)\n"
+     "  --height H|full    picture of the first H rows (default full); a note says when rows are left out\n"
+     "  --fit-height H     the whole recording in H pixel rows, each the maximum of its rows\n"
      "  --swap-iq          exchange I and Q\n"
      "  --threads M        FFT threads\n"
      "  --hint fast|best   FFT planning for this run only\n"
@@ -49,7 +50,8 @@ const Command kCommands[] = {
      "                     scale only: how far the colours spread around the median level)\n"},
     {"render", RunRender, "render P.xml --image I.png     redraw a saved project",
      "usage: vexlor-cli render P.xml --image I.png [--palette 0..4|NAME] [--scale auto|LO,HI]\n"
-     "                                [--contrast 0..100]\n"},
+     "                                [--contrast 0..100] [--fit-height H]\n"
+     "  --fit-height H     all rows in H pixel rows, each the maximum of the rows that fall on it\n"},
     {"history", RunHistory, "history P.xml --freq HZ        signal history of one frequency as CSV",
      "usage: vexlor-cli history P.xml --freq HZ [--fixed-scale] [--json]\n"
      "  CSV \"time_utc,level_db\" (ISO 8601 UTC) on standard output, or JSON with --json\n"},

@@ -115,6 +115,36 @@ TEST(AnalysisImage, RowsStackUpwardAndExtraRowsAreKept) {
   EXPECT_TRUE(std::equal(before.begin(), before.end(), image.Pixels()));
 }
 
+// Catches a fitted picture that samples rows instead of taking their maximum (a short strong
+// signal vanishes), leaves lines undrawn, or draws rows outside their line.
+TEST(AnalysisImage, FittedPictureShowsTheMaximumOfTheRowsOfEachLine) {
+  CAnalysisImage image;
+  image.Reset(Options(16, 16000, 10000000), 4, 2);
+  image.SetScaleAutomatic(false);
+  image.SetManualLevels(-100, 0);
+  // 100 rows at -100 dB, one row at 0 dB in column 2 near the top.
+  for (int r = 0; r < 100; ++r) {
+    std::vector<float> levels(16, -100.0f);
+    if (r == 97) levels[8] = levels[9] = levels[10] = levels[11] = 0.0f;
+    Add(image, levels);
+  }
+  image.FitRowsToHeight(10);
+  ASSERT_EQ(image.Height(), 10);
+  const CColourTable& table = image.Colours();
+  // Row 97 falls on the top line (rows 90..99); every other pixel is the weakest colour.
+  for (int y = 0; y < 10; ++y)
+    for (int x = 0; x < 4; ++x)
+      EXPECT_EQ(image.Pixel(x, y), y == 0 && x == 2 ? table[65535] : table[0]) << x << "," << y;
+  EXPECT_DOUBLE_EQ(image.PictureRowOf(97.0), 9.7);
+  // The rows are all kept: the fit is a way of drawing them.
+  EXPECT_EQ(image.Rows().Count(), 100u);
+
+  // Fewer rows than lines: each row is stretched over its lines, none is left black.
+  image.FitRowsToHeight(300);
+  for (int y = 0; y < 300; ++y) EXPECT_EQ(image.Pixel(0, y), table[0]) << y;
+  EXPECT_EQ(image.Pixel(2, 300 - 1 - 291), table[65535]);  // line 291 shows row 97
+}
+
 // Catches a row time that is not rounded from the display rows over the analysed range.
 TEST(AnalysisImage, RowTimesSpreadTheRangeOverTheDisplayRows) {
   CAnalysisImage image;

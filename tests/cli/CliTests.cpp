@@ -257,6 +257,29 @@ TEST_F(CliTest, DefaultFftSizeGivesAUsefulHeightAndHistoryIsSelfDescribing) {
   EXPECT_NE(json.strOutput.find("\"time_utc\": \"2025-06-01T12:00:"), std::string::npos) << json.strOutput;
 }
 
+// Catches a picture that silently shows only its first rows, and --fit-height not reaching
+// the picture of analyse and render.
+TEST_F(CliTest, PictureHeightShowsTheFirstRowsOrFitsThemAll) {
+  CTempFolder out;
+  const std::string project = Quote((out / "p.xml").string());
+  CRunResult r = RunCli("analyse " + First() + " --fft 4096 --width 100 --height 50 --project " + project +
+                        " --image " + Quote((out / "a.png").string()));
+  ASSERT_EQ(r.nExitCode, 0) << r.strOutput;
+  EXPECT_NE(r.strOutput.find("showing the first 50 of 4028 rows; use --fit-height 50"), std::string::npos)
+      << r.strOutput;
+  r = RunCli("render " + project + " --fit-height 40 --image " + Quote((out / "b.png").string()));
+  ASSERT_EQ(r.nExitCode, 0) << r.strOutput;
+  EXPECT_NE(r.strOutput.find("100 x 40 pixels from 4028 rows"), std::string::npos) << r.strOutput;
+  EXPECT_EQ(r.strOutput.find("showing the first"), std::string::npos) << r.strOutput;
+  r = RunCli("analyse " + First() + " --fft 4096 --width 100 --fit-height 30 --image " +
+             Quote((out / "c.png").string()));
+  ASSERT_EQ(r.nExitCode, 0) << r.strOutput;
+  EXPECT_NE(r.strOutput.find("(100 x 30 pixels"), std::string::npos) << r.strOutput;
+  for (const char* args : {" --height 5 --fit-height 5", " --fit-height 0", " --fit-height nan"})
+    EXPECT_EQ(RunCli("analyse " + First() + args + " --image " + Quote((out / "d.png").string())).nExitCode, 2)
+        << args;
+}
+
 // Catches a recording of unknown origin being passed off as described: info notes what was
 // assumed, and the user's --centre-freq and --start-time take its place.
 TEST_F(CliTest, UnknownRecordingsTakeTheUsersCentreAndStart) {
