@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -295,6 +296,53 @@ TEST_F(CliTest, UnknownRecordingsTakeTheUsersCentreAndStart) {
                               " --mode USB --start \"2024-01-01 00:00:01\" -o " + wav);
   EXPECT_EQ(r.nExitCode, 0) << r.strOutput;
   EXPECT_NE(r.strOutput.find("from 1.00 s"), std::string::npos) << r.strOutput;
+}
+
+// Catches a 24-bit WAVE_FORMAT_EXTENSIBLE recording played as silence: its samples are plain
+// 24-bit PCM and must demodulate to the audio of the same signal in 16 bits.
+TEST_F(CliTest, A24BitExtensibleRecordingPlaysLikeIts16BitTwin) {
+  CTempFolder out;
+  const auto le = LittleEndian;
+  constexpr std::uint32_t nRate = 48000, nFrames = nRate;  // 1 s of a tone 1 kHz above the centre
+  std::string s16, s24;
+  for (std::uint32_t i = 0; i < nFrames; ++i) {
+    const double dPhase = 2.0 * M_PI * 1000.0 * i / nRate;
+    for (const double d : {std::cos(dPhase), std::sin(dPhase)}) {
+      const std::int32_t v = static_cast<std::int32_t>(std::lround(8000.0 * d));
+      s16 += le(static_cast<std::uint32_t>(v), 2);
+      s24 += le(static_cast<std::uint32_t>(v * 256), 3);  // the same value, 8 bits finer
+    }
+  }
+  WriteBytes(out / "iq16.wav", PlainIqWavHeader(nRate, static_cast<std::uint32_t>(s16.size())) + s16);
+  // 'fmt ' of 40 bytes: tag 0xFFFE, then valid bits, channel mask and the PCM sub-format GUID.
+  const std::string fmt = le(0xFFFE, 2) + le(2, 2) + le(nRate, 4) + le(nRate * 6, 4) + le(6, 2) + le(24, 2) +
+                          le(22, 2) + le(24, 2) + le(0, 4) + le(1, 4) + le(0x00100000, 4) + le(0xAA000080, 4) +
+                          le(0x719B3800, 4);
+  WriteBytes(out / "iq24.wav", "RIFF" + le(4 + 8 + 40 + 8 + static_cast<std::uint32_t>(s24.size()), 4) + "WAVEfmt " +
+                                   le(40, 4) + fmt + "data" + le(static_cast<std::uint32_t>(s24.size()), 4) + s24);
+  std::string audio[2];
+  for (int i = 0; i < 2; ++i) {
+    const std::string name = i == 0 ? "iq16" : "iq24";
+    const CRunResult r = RunCli("demod " + Quote((out / (name + ".wav")).string()) +
+                                " --center-freq 7M --start-time 2024-01-01T00:00:00Z --freq 7M --mode USB -o " +
+                                Quote((out / (name + "-audio.wav")).string()));
+    ASSERT_EQ(r.nExitCode, 0) << r.strOutput;
+    audio[i] = ReadBytes(out / (name + "-audio.wav"));
+    ASSERT_GT(audio[i].size(), 44u + 2u * 24000u) << name;
+  }
+  ASSERT_EQ(audio[0].size(), audio[1].size());
+  const auto sample = [](const std::string& wav, std::size_t n) {
+    return static_cast<std::int16_t>(static_cast<unsigned char>(wav[44 + 2 * n]) |
+                                     static_cast<unsigned char>(wav[45 + 2 * n]) << 8);
+  };
+  const std::size_t nSamples = (audio[0].size() - 44) / 2;
+  double dPeak16 = 0.0, dWorst = 0.0;
+  for (std::size_t n = nSamples / 4; n < nSamples; ++n) {  // past the AGC's attack
+    dPeak16 = std::max(dPeak16, std::abs(static_cast<double>(sample(audio[0], n))));
+    dWorst = std::max(dWorst, std::abs(static_cast<double>(sample(audio[0], n)) - sample(audio[1], n)));
+  }
+  EXPECT_GT(dPeak16, 1000.0);  // the 16-bit twin is audible
+  EXPECT_LE(dWorst, 0.02 * dPeak16) << "peak " << dPeak16;
 }
 
 // Catches a demod that leaves a WAV saying 0 samples when interrupted: after Ctrl-C the file
