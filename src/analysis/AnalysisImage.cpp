@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "analysis/AnalysisOptions.h"
+#include "analysis/ProjectFile.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
 
@@ -109,13 +110,15 @@ namespace {
 // Per kept row besides its levels: the line's vector and heap block, width, time and flag.
 constexpr std::uint64_t kRowOverheadBytes = sizeof(std::vector<float>) + 16 + 3 * sizeof(std::uint32_t);
 
-std::uint64_t RowBytes(int nWidth, bool bWithProject) {
-  const std::uint64_t nLevels = static_cast<std::uint64_t>(std::max(nWidth, 1)) * sizeof(float);
-  std::uint64_t n = nLevels + kRowOverheadBytes;
-  // The project writer holds each row's Base64 text three times over (its list, the
-  // document's attribute, the text written) with an element around it.
-  if (bWithProject) n += 3 * ((nLevels + 2) / 3 * 4 + 64);
-  return n;
+std::uint64_t RowBytes(int nWidth) {
+  return static_cast<std::uint64_t>(std::max(nWidth, 1)) * sizeof(float) + kRowOverheadBytes;
+}
+
+// Besides the rows: the picture's pixels and, for a project, the writer's block of row texts.
+std::uint64_t FixedBytes(int nWidth, int nHeight, bool bWithProject) {
+  const std::uint64_t nPixels = static_cast<std::uint64_t>(std::max(nWidth, 1)) *
+                                static_cast<std::uint64_t>(std::max(nHeight, 1)) * sizeof(std::uint32_t);
+  return nPixels + (bWithProject ? CProjectFile::WriterMemoryBytes(nWidth) : 0);
 }
 
 std::string GigabytesText(std::uint64_t nBytes) { return StrFormat("%.2f GB", static_cast<double>(nBytes) / 1e9); }
@@ -123,12 +126,11 @@ std::string GigabytesText(std::uint64_t nBytes) { return StrFormat("%.2f GB", st
 }  // namespace
 
 std::uint64_t CAnalysisImage::RunMemoryBytes(std::int64_t nRows, int nWidth, int nHeight, bool bWithProject) {
-  const std::uint64_t nPixels = static_cast<std::uint64_t>(std::max(nWidth, 1)) *
-                                static_cast<std::uint64_t>(std::max(nHeight, 1)) * sizeof(std::uint32_t);
+  const std::uint64_t nFixed = FixedBytes(nWidth, nHeight, bWithProject);
   const std::uint64_t nRowCount = static_cast<std::uint64_t>(std::max<std::int64_t>(nRows, 0));
-  const std::uint64_t nPerRow = RowBytes(nWidth, bWithProject);
-  if (nRowCount != 0 && nPerRow > (UINT64_MAX - nPixels) / nRowCount) return UINT64_MAX;
-  return nPixels + nRowCount * nPerRow;
+  const std::uint64_t nPerRow = RowBytes(nWidth);
+  if (nRowCount != 0 && nPerRow > (UINT64_MAX - nFixed) / nRowCount) return UINT64_MAX;
+  return nFixed + nRowCount * nPerRow;
 }
 
 bool CAnalysisImage::CheckRunMemory(const CAnalysisOptions& options, int nWidth, int nHeight, bool bWithProject,
@@ -139,23 +141,24 @@ bool CAnalysisImage::CheckRunMemory(const CAnalysisOptions& options, int nWidth,
     strMessage.clear();
     return true;
   }
-  const std::uint64_t nPixels = static_cast<std::uint64_t>(std::max(nWidth, 1)) *
-                                static_cast<std::uint64_t>(std::max(nHeight, 1)) * sizeof(std::uint32_t);
+  const std::uint64_t nFixed = FixedBytes(nWidth, nHeight, bWithProject);
   strMessage = StrFormat("The analysis needs about %s of memory (%lld rows of %d columns%s, a picture of %d x %d), "
                          "but %s is available.",
                          GigabytesText(nNeeded).c_str(), static_cast<long long>(nRows), std::max(nWidth, 1),
                          bWithProject ? " and their project" : "", std::max(nWidth, 1), std::max(nHeight, 1),
                          GigabytesText(nAvailableBytes).c_str());
-  if (nPixels >= nAvailableBytes) {
+  if (nFixed >= nAvailableBytes) {
     strMessage += " The picture alone does not fit: choose a smaller width or height.";
     return false;
   }
-  const std::uint64_t nRowsFit = (nAvailableBytes - nPixels) / RowBytes(nWidth, bWithProject);
+  const std::uint64_t nRowsFit = (nAvailableBytes - nFixed) / RowBytes(nWidth);
   const double dFraction = nRows > 0 ? static_cast<double>(nRowsFit) / static_cast<double>(nRows) : 0.0;
   const double dSeconds = dFraction * static_cast<double>(options.m_tAnalysisEndUTC - options.m_tAnalysisStartUTC);
-  strMessage += StrFormat(" At %d columns %llu rows fit: analyse at most %.0f seconds of the recording, or choose "
+  // Tenths of a second where less than a minute fits: "at most 0 seconds" helps nobody.
+  strMessage += StrFormat(" At %d columns %llu rows fit: analyse at most %.*f seconds of the recording, or choose "
                           "an FFT size or overlap that makes at least %.0f times fewer rows",
-                          std::max(nWidth, 1), static_cast<unsigned long long>(nRowsFit), std::floor(dSeconds),
+                          std::max(nWidth, 1), static_cast<unsigned long long>(nRowsFit), dSeconds < 60.0 ? 1 : 0,
+                          dSeconds < 60.0 ? std::floor(dSeconds * 10.0) / 10.0 : std::floor(dSeconds),
                           std::ceil(1.0 / std::max(dFraction, 1e-9)));
   // The widest picture that keeps every row (the memory grows with the width).
   int nLow = 0, nHigh = std::max(nWidth, 1);

@@ -58,8 +58,7 @@ class CAnalysisImage {
   // The memory a run needs, known from the options before it starts: the picture's pixels
   // and one line of nWidth levels for every FFT row of the analysed range (the picture keeps
   // every row so that it can be redrawn and saved), plus, when a project is to be written,
-  // the row texts the project writer builds (Base64 in a list, in the document, and in the
-  // text written). Bytes.
+  // the project writer's block of row texts. Bytes.
   static std::uint64_t RunMemoryBytes(std::int64_t nRows, int nWidth, int nHeight, bool bWithProject);
   // False when a run of these options at nWidth x nHeight would need more than
   // nAvailableBytes; strMessage then says what it needs, what is available and what would

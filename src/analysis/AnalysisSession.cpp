@@ -294,8 +294,9 @@ bool CAnalysisSession::StartAnalysis(std::string& strError) {
   options.m_nAnalysisDisplayWidth = size.nWidth;
   options.m_nAnalysisDisplayHeight = size.nHeight;
   // The picture keeps every row of the run: a run that cannot fit in memory is refused
-  // now, with what would fit, instead of failing after it has filled the machine.
-  if (!CAnalysisImage::CheckRunMemory(options, size.nWidth, size.nHeight, false, AvailableMemoryBytes() / 10 * 9,
+  // now, with what would fit, instead of failing after it has filled the machine. Every
+  // front end may save the rows as a project, so the project writer's share is counted.
+  if (!CAnalysisImage::CheckRunMemory(options, size.nWidth, size.nHeight, true, AvailableMemoryBytes() / 10 * 9,
                                       strError))
     return false;
   m_state = SAnalysisRunState{};

@@ -11,13 +11,15 @@
 //
 // The same writer, given no rows and an empty path, writes "CurrentAnalysisOptions.xml" in
 // the data folder. Row data is encoded and decoded on 8 threads. Saves are atomic: a
-// temporary file renamed over the target.
+// temporary file renamed over the target. The rows are encoded and written in blocks, so a
+// save needs memory for one block of row texts (WriterMemoryBytes), whatever the row count.
 //
 // Loading trusts nothing in the file for sizes: "Count" is a hint, a row's buffer is bounded
 // by "Width" + 64 values and, overall, by the Base64 text the file really holds. Rows whose
 // data does not decode are loaded as zero rows and counted in the load's message.
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -47,6 +49,13 @@ class CProjectFile {
   // The file name proposed for a new project: the first recording file's path without its
   // extension and without trailing blanks and digits, then " (Project).xml".
   static std::filesystem::path ProposedPath(const std::filesystem::path& firstRecordingFile);
+
+  // Rows encoded and written at a time.
+  static constexpr std::size_t kRowsPerWrite = 1024;
+  // Text of an "Entry" besides its Base64 data: indentation, names and numbers.
+  static constexpr std::size_t kEntryTextBytes = 64;
+  // The memory Save needs beyond the rows themselves, for rows of nWidth values. Bytes.
+  static std::uint64_t WriterMemoryBytes(int nWidth);
 
   // Writes options, rows and tag text. nWidth / nHeight are the picture's size. On
   // failure returns false with strError saying why.
