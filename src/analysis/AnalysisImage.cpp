@@ -172,7 +172,7 @@ bool CAnalysisImage::CheckRunMemory(const CAnalysisOptions& options, int nWidth,
   return false;
 }
 
-CAnalysisImage::CAnalysisImage() : m_anPixels(1, kBackground) {}
+CAnalysisImage::CAnalysisImage() = default;
 
 void CAnalysisImage::Reset(const CAnalysisOptions& options, int nWidth, int nHeight) {
   m_rows.Clear();
@@ -184,8 +184,7 @@ void CAnalysisImage::Reset(const CAnalysisOptions& options, int nWidth, int nHei
   m_nWidth = std::max(nWidth, 1);
   m_nHeight = std::max(nHeight, 1);
   m_nFitHeight = 0;
-  m_anPixels.assign(static_cast<std::size_t>(m_nWidth) * static_cast<std::size_t>(m_nHeight), kBackground);
-  m_scaling.ResetPeak();
+  Redraw();
   LogF("Drawing area: %d x %d pixels", m_nWidth, m_nHeight);
 }
 
@@ -201,13 +200,11 @@ void CAnalysisImage::AddRow(const float* pRecord, std::size_t nLevels) {
       m_nDisplayRows > 0 ? double(m_tEndUTC - m_tStartUTC) * double(nRow) / m_nDisplayRows + 0.5 : 0.0;
   const double dClamped = std::clamp(std::trunc(dTime), 0.0, 4294967295.0);
   m_rows.Append(std::move(line), static_cast<std::uint32_t>(dClamped));
-  if (m_nFitHeight == 0) DrawRow(nRow);
 }
 
 void CAnalysisImage::FitRowsToHeight(int nHeight) {
   m_nFitHeight = std::max(nHeight, 1);
   m_nHeight = m_nFitHeight;
-  m_anPixels.assign(static_cast<std::size_t>(m_nWidth) * static_cast<std::size_t>(m_nHeight), kBackground);
   Redraw();
 }
 
@@ -217,7 +214,7 @@ double CAnalysisImage::PictureRowOf(double dRow) const {
   return dRow * m_nHeight / static_cast<double>(nRows);
 }
 
-void CAnalysisImage::DrawFittedLine(int nLine, std::vector<float>& afLevels) {
+void CAnalysisImage::DrawFittedLine(int nLine, std::vector<float>& afLevels) const {
   const int nRows = static_cast<int>(std::min<std::size_t>(m_rows.Count(), INT32_MAX));
   int nFirst = 0, nEnd = 0;
   if (nRows >= m_nHeight) {
@@ -279,19 +276,31 @@ void CAnalysisImage::SetManualLevels(int nFirst, int nSecond) {
 }
 
 void CAnalysisImage::Redraw() {
-  std::fill(m_anPixels.begin(), m_anPixels.end(), kBackground);
+  // The pixels are made and drawn when they are next looked at.
+  m_anPixels.clear();
+  m_anPixels.shrink_to_fit();
+  m_nRowsDrawn = 0;
   m_scaling.ResetPeak();
-  if (m_nFitHeight > 0) {
-    std::vector<float> afLevels;
-    for (int nLine = 0; nLine < m_nHeight; ++nLine) DrawFittedLine(nLine, afLevels);
-    return;
-  }
-  const std::size_t nDrawn = std::min(m_rows.Count(), static_cast<std::size_t>(m_nHeight));
-  for (std::size_t r = 0; r < nDrawn; ++r) DrawRow(r);
 }
 
-void CAnalysisImage::DrawRow(std::size_t nRow) {
-  if (nRow >= static_cast<std::size_t>(m_nHeight)) return;
+void CAnalysisImage::DrawPending() const {
+  const std::size_t nPixels = static_cast<std::size_t>(m_nWidth) * static_cast<std::size_t>(m_nHeight);
+  if (m_nFitHeight > 0) {
+    // Every line may take rows added since: a fitted picture is drawn whole.
+    if (m_anPixels.size() == nPixels && m_nRowsDrawn == m_rows.Count()) return;
+    m_anPixels.assign(nPixels, kBackground);
+    m_scaling.ResetPeak();
+    std::vector<float> afLevels;
+    for (int nLine = 0; nLine < m_nHeight; ++nLine) DrawFittedLine(nLine, afLevels);
+    m_nRowsDrawn = m_rows.Count();
+    return;
+  }
+  if (m_anPixels.size() != nPixels) m_anPixels.assign(nPixels, kBackground);
+  const std::size_t nDrawn = std::min(m_rows.Count(), static_cast<std::size_t>(m_nHeight));
+  for (; m_nRowsDrawn < nDrawn; ++m_nRowsDrawn) DrawRow(m_nRowsDrawn);
+}
+
+void CAnalysisImage::DrawRow(std::size_t nRow) const {
   const std::vector<float>& line = m_rows.m_aLines[nRow];
   const int nCount = static_cast<int>(std::min(line.size(), static_cast<std::size_t>(m_nWidth)));
   std::uint32_t* pOut = m_anPixels.data() + (static_cast<std::size_t>(m_nHeight) - 1 - nRow) * m_nWidth;

@@ -10,7 +10,9 @@
 // Rows beyond the picture's height are kept (and saved) but not drawn, unless the picture
 // is fitted to a height (FitRowsToHeight): then every row is drawn, each pixel line showing
 // the maximum of the rows that fall on it, so a strong short signal is never lost however
-// far the rows are reduced (the rows' counterpart of CColumnReducer).
+// far the rows are reduced (the rows' counterpart of CColumnReducer). Rows are drawn when
+// the picture is next looked at (Pixels, Scaling), so that a run whose picture nobody
+// looks at until its end (a project written by the command-line tool) never draws.
 //
 // Palette, scaling and contrast changes redraw the picture from the kept rows.
 
@@ -86,8 +88,8 @@ class CAnalysisImage {
 
   // Draws all kept rows into nHeight pixel lines (at least 1): line p shows the maximum,
   // column by column, of the run of rows CColumnReducer::SourceOf assigns to it (one row
-  // stretched over several lines when there are fewer rows than lines). Rows added later are drawn by
-  // the next redraw. Reset() ends the fit.
+  // stretched over several lines when there are fewer rows than lines). Rows added later
+  // are drawn too. Reset() ends the fit.
   void FitRowsToHeight(int nHeight);
   int FitHeight() const { return m_nFitHeight; }
   // The picture line (from the bottom, fractional) at which row dRow is drawn.
@@ -110,22 +112,32 @@ class CAnalysisImage {
 
   int Palette() const { return m_colours.Palette(); }
   const CColourTable& Colours() const { return m_colours; }
-  const CImageScaling& Scaling() const { return m_scaling; }
+  // The scaling as it stands after drawing every row so far (its automatic range follows
+  // the rows drawn).
+  const CImageScaling& Scaling() const {
+    DrawPending();
+    return m_scaling;
+  }
 
   // The ARGB32 picture.
   int Width() const { return m_nWidth; }
   int Height() const { return m_nHeight; }
   int Stride() const { return m_nWidth * static_cast<int>(sizeof(std::uint32_t)); }
-  const std::uint32_t* Pixels() const { return m_anPixels.data(); }
-  std::uint32_t Pixel(int x, int y) const { return m_anPixels[static_cast<std::size_t>(y) * m_nWidth + x]; }
+  const std::uint32_t* Pixels() const {
+    DrawPending();
+    return m_anPixels.data();
+  }
+  std::uint32_t Pixel(int x, int y) const { return Pixels()[static_cast<std::size_t>(y) * m_nWidth + x]; }
 
   // Time labels over the kept rows, once there are at least 11: a label at each row whose
   // time crosses a multiple of the label step. Times are local when the options said so.
   std::vector<STimeLabel> TimeLabels() const;
 
  private:
-  void DrawRow(std::size_t nRow);
-  void DrawFittedLine(int nLine, std::vector<float>& afLevels);
+  // Brings the pixels up to date with the kept rows.
+  void DrawPending() const;
+  void DrawRow(std::size_t nRow) const;
+  void DrawFittedLine(int nLine, std::vector<float>& afLevels) const;
 
   // From the options, fixed at Reset.
   SBinRange m_bins;
@@ -137,10 +149,12 @@ class CAnalysisImage {
   int m_nWidth = 1;
   int m_nHeight = 1;
   int m_nFitHeight = 0;  // 0: one row per line
-  std::vector<std::uint32_t> m_anPixels;
+  // Drawn on demand: see DrawPending.
+  mutable std::vector<std::uint32_t> m_anPixels;
+  mutable std::size_t m_nRowsDrawn = 0;
 
   CImageRows m_rows;
   CColumnReducer m_reducer;
-  CImageScaling m_scaling;
+  mutable CImageScaling m_scaling;
   CColourTable m_colours;
 };

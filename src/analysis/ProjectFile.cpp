@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <string_view>
@@ -11,6 +12,7 @@
 
 #include "analysis/AnalysisOptions.h"
 #include "analysis/Base64.h"
+#include "analysis/ProjectRowSpool.h"
 #include "core/AtomicFile.h"
 #include "core/Log.h"
 #include "core/ProcessFigures.h"
@@ -26,6 +28,8 @@ static_assert(sizeof(float) == 4);
 namespace {
 
 constexpr const char* kRootName = "Brannock-Vexlor";
+// The indentation of a row's line: the document's own, two levels deep.
+constexpr const char* kEntryIndent = "    ";
 
 // libgomp's barriers are invisible to the thread sanitizer, which would report the rows
 // handed from the encoding threads to the document as races; sanitizer builds encode and
@@ -267,7 +271,7 @@ std::uint64_t CProjectFile::WriterMemoryBytes(int nWidth) {
 
 bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn, const CImageRows& rows,
                         int nWidth, int nHeight, const std::string& strTagXml, CProjectProgress* pProgress,
-                        std::string& strError) {
+                        std::string& strError, CProjectRowSpool* pSpool) {
   CNoProgress noProgress;
   CProjectProgress& progress = pProgress ? *pProgress : noProgress;
   const fs::path path = pathIn.empty() ? DefaultPath() : pathIn;
@@ -302,7 +306,9 @@ bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn,
   const std::string_view head = nMarker == std::string::npos
                                     ? std::string_view(strDocument)
                                     : std::string_view(strDocument).substr(0, nLineStart);
-  const std::string strIndent = nMarker == std::string::npos ? std::string() : strDocument.substr(nLineStart, nMarker - nLineStart);
+  // The rows' lines carry their own indentation (AppendEntry): it must be the document's.
+  const bool bIndentAsWritten =
+      nMarker == std::string::npos || strDocument.compare(nLineStart, nMarker - nLineStart, kEntryIndent) == 0;
   std::string_view tail;
   if (nMarker != std::string::npos) {
     std::size_t nAfter = nMarker + kRowsMarker.size();
@@ -322,6 +328,14 @@ bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn,
   progress.SetRange(0, static_cast<int>(std::min<std::size_t>(nRows, 0x7FFFFFFF)));
   progress.SetPos(0);
   progress.Pump();
+  if (!bIndentAsWritten) return fail("the document's layout is not the one its rows are written in");
+  if (pSpool && pSpool->Rows() == nRows && nRows > 0 && pSpool->Folder() == (path.parent_path().empty() ? fs::path(".") : path.parent_path())) {
+    if (!pSpool->CopyTo(file.Descriptor())) return fail(std::strerror(errno));
+    progress.SetPos(static_cast<int>(std::min<std::size_t>(nRows, 0x7FFFFFFF)));
+    if (!file.Write(tail.data(), tail.size()) || !file.Commit()) return fail(file.ErrorText());
+    strError.clear();
+    return true;
+  }
   std::vector<std::string> astrData;
   std::string strBlock;
   for (std::size_t nFirst = 0; nFirst < nRows; nFirst += kRowsPerWrite) {
@@ -342,11 +356,8 @@ bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn,
       const std::size_t r = nFirst + i;
       // The stored size is the line's own length, so the file can never claim more values
       // than it carries.
-      strBlock += strIndent;
-      strBlock += StrFormat("<Entry Flag=\"%u\" Size=\"%u\" Time=\"%u\" Data=\"", rows.m_anFlags[r],
-                            static_cast<unsigned>(rows.m_aLines[r].size()), rows.m_anTimes[r]);
-      strBlock += astrData[i];
-      strBlock += "\" />\n";
+      AppendEntry(strBlock, rows.m_anFlags[r], static_cast<std::uint32_t>(rows.m_aLines[r].size()),
+                  rows.m_anTimes[r], astrData[i]);
     }
     if (!file.Write(strBlock.data(), strBlock.size())) return fail(file.ErrorText());
     progress.SetPos(static_cast<int>(std::min<std::size_t>(nFirst + nCount, 0x7FFFFFFF)));
@@ -360,6 +371,16 @@ bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn,
   if (!file.Write(tail.data(), tail.size()) || !file.Commit()) return fail(file.ErrorText());
   strError.clear();
   return true;
+}
+
+void CProjectFile::AppendEntry(std::string& strOut, std::uint32_t nFlag, std::uint32_t nSize, std::uint32_t nTime,
+                               std::string_view base64) {
+  char head[96];
+  const int n = std::snprintf(head, sizeof head, "%s<Entry Flag=\"%u\" Size=\"%u\" Time=\"%u\" Data=\"", kEntryIndent,
+                              nFlag, nSize, nTime);
+  strOut.append(head, static_cast<std::size_t>(n));
+  strOut.append(base64);
+  strOut.append("\" />\n");
 }
 
 bool CProjectFile::Load(CAnalysisOptions& options, const fs::path& pathIn, CImageRows& rows, int& nWidth,

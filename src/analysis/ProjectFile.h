@@ -22,10 +22,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "analysis/ImageRows.h"
 
 class CAnalysisOptions;
+class CProjectRowSpool;
 
 // Progress of a save or load: a caption and a bar. Calls come on the calling thread.
 class CProjectProgress {
@@ -57,11 +59,18 @@ class CProjectFile {
   // The memory Save needs beyond the rows themselves, for rows of nWidth values. Bytes.
   static std::uint64_t WriterMemoryBytes(int nWidth);
 
-  // Writes options, rows and tag text. nWidth / nHeight are the picture's size. On
-  // failure returns false with strError saying why.
+  // Writes options, rows and tag text. nWidth / nHeight are the picture's size. With a
+  // spool that holds every row (spooled during the run into the target's folder), its
+  // lines are copied instead of encoding the rows again. On failure returns false with
+  // strError saying why.
   static bool Save(const CAnalysisOptions& options, const std::filesystem::path& path, const CImageRows& rows,
                    int nWidth, int nHeight, const std::string& strTagXml, CProjectProgress* pProgress,
-                   std::string& strError);
+                   std::string& strError, CProjectRowSpool* pSpool = nullptr);
+
+  // Appends one row's line of the "Data" element, indentation and line end included:
+  // <Entry Flag="1" Size="5000" Time="12" Data="...Base64..." />
+  static void AppendEntry(std::string& strOut, std::uint32_t nFlag, std::uint32_t nSize, std::uint32_t nTime,
+                          std::string_view base64);
 
   // Reads a project. Fails (false, strMessage the reason, every output untouched) when
   // the file cannot be loaded or has no "AnalysisOptions"; otherwise fills every output and
