@@ -151,7 +151,7 @@ QWidget* CPlayerPane::CreateOptions() {
   pForm->addRow("Filter", pFilter);
 
   auto* pSquelch = new QHBoxLayout;
-  m_pSquelch = new QCheckBox("Squelch", pBox);
+  m_pSquelch = new QCheckBox("On", pBox);
   m_pSquelch->setObjectName("PlayerSquelch");
   m_pSquelch->setToolTip("Mute the audio while the channel holds only noise");
   m_pSquelch->setChecked(options.m_bSquelchEnable);
