@@ -1,10 +1,8 @@
-// End-to-end analysis throughput and memory, against the machine's own ceiling.
+// The analysis engine inside one process: throughput and memory of a run.
 //
 //   bench_analysis generate DIR GB          writes a 16-bit IQ recording of GB × 10^9 bytes
 //                                           (files of at most 10^9 bytes) and reads it once
 //   bench_analysis engine DIR N [PRIORITY]  analyses it as vexlor-cli does: MB/s, peak memory
-//   bench_analysis ceiling DIR N            one thread doing only conversion, window, FFT and
-//                                           log10 over the same bytes: MB/s
 //
 // Each measurement runs in a process of its own (bench/run_analysis_bench.sh), so that the
 // peak memory figure is that of one run. Figures are printed as "key value" lines.
@@ -23,14 +21,9 @@
 #include <string>
 #include <vector>
 
-#include <fftw3.h>
-
 #include "analysis/AnalysisImage.h"
 #include "analysis/AnalysisImageFeed.h"
-#include "analysis/AnalysisWindow.h"
 #include "analysis/HeadlessAnalysis.h"
-#include "analysis/BlockConversion.h"
-#include "dsp/SpectrumKernel.h"
 #include "core/Log.h"
 #include "core/ProcessFigures.h"
 #include "core/RegisteredMessages.h"
@@ -143,54 +136,6 @@ int Engine(const fs::path& dir, std::uint32_t n, int nPriority) {
   return 0;
 }
 
-int Ceiling(const fs::path& dir, std::uint32_t n) {
-  const auto files = RecordingFiles(dir);
-  if (files.empty()) return 1;
-  const std::vector<float> window = BuildAnalysisWindow(ANALYSIS_WINDOW_DEFAULT, n);
-  auto* a = static_cast<float*>(fftwf_malloc(sizeof(float) * 2 * n));
-  auto* b = static_cast<float*>(fftwf_malloc(sizeof(float) * 2 * n));
-  std::vector<float> levels(n);
-  fftwf_plan plan = fftwf_plan_dft_1d(static_cast<int>(n), reinterpret_cast<fftwf_complex*>(b),
-                                      reinterpret_cast<fftwf_complex*>(a), FFTW_FORWARD, FFTW_ESTIMATE);
-  const float fRef = SpectrumKernel::ReferenceLevel(n);
-  const std::size_t nBlockBytes = std::size_t{n} * 4;
-  const std::size_t nChunk = std::max<std::size_t>(nBlockBytes, 32u << 20) / nBlockBytes * nBlockBytes;
-  std::unique_ptr<std::uint8_t[]> buffer(new std::uint8_t[nChunk]);
-  std::uint64_t nBytes = 0;
-  float fSink = 0;
-  const auto t0 = std::chrono::steady_clock::now();
-  std::size_t nCarry = 0;  // bytes of a block begun in the previous file
-  for (const auto& f : files) {
-    const int fd = open(f.c_str(), O_RDONLY);
-    lseek(fd, 44, SEEK_SET);
-    for (;;) {
-      const ssize_t got = read(fd, buffer.get() + nCarry, nChunk - nCarry);
-      if (got <= 0) break;
-      nBytes += static_cast<std::uint64_t>(got);
-      const std::size_t nHave = nCarry + static_cast<std::size_t>(got);
-      std::size_t p = 0;
-      for (; p + nBlockBytes <= nHave; p += nBlockBytes) {
-        BlockConversion::ConvertBlock(buffer.get() + p, 1, 16, n, 1, a);
-        SpectrumKernel::ApplyWindow(a, window.data(), n, b);
-        fftwf_execute(plan);
-        SpectrumKernel::ComputeLevels(a, n, fRef, levels.data());
-        fSink += levels[n / 2];
-      }
-      nCarry = nHave - p;
-      std::memmove(buffer.get(), buffer.get() + p, nCarry);
-    }
-    close(fd);
-  }
-  const double dSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-  fftwf_destroy_plan(plan);
-  fftwf_free(a);
-  fftwf_free(b);
-  std::printf("sink %.1f\n", static_cast<double>(fSink));
-  std::printf("seconds %.3f\n", dSeconds);
-  std::printf("mb_per_s %.1f\n", static_cast<double>(nBytes) / dSeconds / 1e6);
-  return 0;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -198,9 +143,7 @@ int main(int argc, char** argv) {
   if (argc >= 4 && !std::strcmp(argv[1], "engine"))
     return Engine(argv[2], static_cast<std::uint32_t>(std::atol(argv[3])),
                   argc >= 5 && !std::strcmp(argv[4], "normal") ? THREAD_PRIORITY_NORMAL : THREAD_PRIORITY_IDLE);
-  if (argc >= 4 && !std::strcmp(argv[1], "ceiling"))
-    return Ceiling(argv[2], static_cast<std::uint32_t>(std::atol(argv[3])));
   std::fprintf(stderr,
-               "usage: bench_analysis generate DIR GB | engine DIR N [idle|normal] | ceiling DIR N\n");
+               "usage: bench_analysis generate DIR GB | engine DIR N [idle|normal]\n");
   return 2;
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "analysis/AnalysisOptions.h"
+#include "analysis/ProjectFile.h"
 #include "core/Log.h"
 #include "core/SystemTime.h"
 
@@ -109,13 +110,15 @@ namespace {
 // Per kept row besides its levels: the line's vector and heap block, width, time and flag.
 constexpr std::uint64_t kRowOverheadBytes = sizeof(std::vector<float>) + 16 + 3 * sizeof(std::uint32_t);
 
-std::uint64_t RowBytes(int nWidth, bool bWithProject) {
-  const std::uint64_t nLevels = static_cast<std::uint64_t>(std::max(nWidth, 1)) * sizeof(float);
-  std::uint64_t n = nLevels + kRowOverheadBytes;
-  // The project writer holds each row's Base64 text three times over (its list, the
-  // document's attribute, the text written) with an element around it.
-  if (bWithProject) n += 3 * ((nLevels + 2) / 3 * 4 + 64);
-  return n;
+std::uint64_t RowBytes(int nWidth) {
+  return static_cast<std::uint64_t>(std::max(nWidth, 1)) * sizeof(float) + kRowOverheadBytes;
+}
+
+// Besides the rows: the picture's pixels and, for a project, the writer's block of row texts.
+std::uint64_t FixedBytes(int nWidth, int nHeight, bool bWithProject) {
+  const std::uint64_t nPixels = static_cast<std::uint64_t>(std::max(nWidth, 1)) *
+                                static_cast<std::uint64_t>(std::max(nHeight, 1)) * sizeof(std::uint32_t);
+  return nPixels + (bWithProject ? CProjectFile::WriterMemoryBytes(nWidth) : 0);
 }
 
 std::string GigabytesText(std::uint64_t nBytes) { return StrFormat("%.2f GB", static_cast<double>(nBytes) / 1e9); }
@@ -123,12 +126,11 @@ std::string GigabytesText(std::uint64_t nBytes) { return StrFormat("%.2f GB", st
 }  // namespace
 
 std::uint64_t CAnalysisImage::RunMemoryBytes(std::int64_t nRows, int nWidth, int nHeight, bool bWithProject) {
-  const std::uint64_t nPixels = static_cast<std::uint64_t>(std::max(nWidth, 1)) *
-                                static_cast<std::uint64_t>(std::max(nHeight, 1)) * sizeof(std::uint32_t);
+  const std::uint64_t nFixed = FixedBytes(nWidth, nHeight, bWithProject);
   const std::uint64_t nRowCount = static_cast<std::uint64_t>(std::max<std::int64_t>(nRows, 0));
-  const std::uint64_t nPerRow = RowBytes(nWidth, bWithProject);
-  if (nRowCount != 0 && nPerRow > (UINT64_MAX - nPixels) / nRowCount) return UINT64_MAX;
-  return nPixels + nRowCount * nPerRow;
+  const std::uint64_t nPerRow = RowBytes(nWidth);
+  if (nRowCount != 0 && nPerRow > (UINT64_MAX - nFixed) / nRowCount) return UINT64_MAX;
+  return nFixed + nRowCount * nPerRow;
 }
 
 bool CAnalysisImage::CheckRunMemory(const CAnalysisOptions& options, int nWidth, int nHeight, bool bWithProject,
@@ -139,23 +141,24 @@ bool CAnalysisImage::CheckRunMemory(const CAnalysisOptions& options, int nWidth,
     strMessage.clear();
     return true;
   }
-  const std::uint64_t nPixels = static_cast<std::uint64_t>(std::max(nWidth, 1)) *
-                                static_cast<std::uint64_t>(std::max(nHeight, 1)) * sizeof(std::uint32_t);
+  const std::uint64_t nFixed = FixedBytes(nWidth, nHeight, bWithProject);
   strMessage = StrFormat("The analysis needs about %s of memory (%lld rows of %d columns%s, a picture of %d x %d), "
                          "but %s is available.",
                          GigabytesText(nNeeded).c_str(), static_cast<long long>(nRows), std::max(nWidth, 1),
                          bWithProject ? " and their project" : "", std::max(nWidth, 1), std::max(nHeight, 1),
                          GigabytesText(nAvailableBytes).c_str());
-  if (nPixels >= nAvailableBytes) {
+  if (nFixed >= nAvailableBytes) {
     strMessage += " The picture alone does not fit: choose a smaller width or height.";
     return false;
   }
-  const std::uint64_t nRowsFit = (nAvailableBytes - nPixels) / RowBytes(nWidth, bWithProject);
+  const std::uint64_t nRowsFit = (nAvailableBytes - nFixed) / RowBytes(nWidth);
   const double dFraction = nRows > 0 ? static_cast<double>(nRowsFit) / static_cast<double>(nRows) : 0.0;
   const double dSeconds = dFraction * static_cast<double>(options.m_tAnalysisEndUTC - options.m_tAnalysisStartUTC);
-  strMessage += StrFormat(" At %d columns %llu rows fit: analyse at most %.0f seconds of the recording, or choose "
+  // Tenths of a second where less than a minute fits: "at most 0 seconds" helps nobody.
+  strMessage += StrFormat(" At %d columns %llu rows fit: analyse at most %.*f seconds of the recording, or choose "
                           "an FFT size or overlap that makes at least %.0f times fewer rows",
-                          std::max(nWidth, 1), static_cast<unsigned long long>(nRowsFit), std::floor(dSeconds),
+                          std::max(nWidth, 1), static_cast<unsigned long long>(nRowsFit), dSeconds < 60.0 ? 1 : 0,
+                          dSeconds < 60.0 ? std::floor(dSeconds * 10.0) / 10.0 : std::floor(dSeconds),
                           std::ceil(1.0 / std::max(dFraction, 1e-9)));
   // The widest picture that keeps every row (the memory grows with the width).
   int nLow = 0, nHigh = std::max(nWidth, 1);
@@ -169,7 +172,7 @@ bool CAnalysisImage::CheckRunMemory(const CAnalysisOptions& options, int nWidth,
   return false;
 }
 
-CAnalysisImage::CAnalysisImage() : m_anPixels(1, kBackground) {}
+CAnalysisImage::CAnalysisImage() = default;
 
 void CAnalysisImage::Reset(const CAnalysisOptions& options, int nWidth, int nHeight) {
   m_rows.Clear();
@@ -180,8 +183,7 @@ void CAnalysisImage::Reset(const CAnalysisOptions& options, int nWidth, int nHei
   m_bTimeFormatLocal = options.m_bTimeFormatLocal != 0;
   m_nWidth = std::max(nWidth, 1);
   m_nHeight = std::max(nHeight, 1);
-  m_anPixels.assign(static_cast<std::size_t>(m_nWidth) * static_cast<std::size_t>(m_nHeight), kBackground);
-  m_scaling.ResetPeak();
+  Redraw();
   LogF("Drawing area: %d x %d pixels", m_nWidth, m_nHeight);
 }
 
@@ -197,7 +199,6 @@ void CAnalysisImage::AddRow(const float* pRecord, std::size_t nLevels) {
       m_nDisplayRows > 0 ? double(m_tEndUTC - m_tStartUTC) * double(nRow) / m_nDisplayRows + 0.5 : 0.0;
   const double dClamped = std::clamp(std::trunc(dTime), 0.0, 4294967295.0);
   m_rows.Append(std::move(line), static_cast<std::uint32_t>(dClamped));
-  DrawRow(nRow);
 }
 
 void CAnalysisImage::SetRows(CImageRows rows) {
@@ -241,14 +242,21 @@ void CAnalysisImage::SetManualLevels(int nFirst, int nSecond) {
 }
 
 void CAnalysisImage::Redraw() {
-  std::fill(m_anPixels.begin(), m_anPixels.end(), kBackground);
+  // The pixels are made and drawn when they are next looked at.
+  m_anPixels.clear();
+  m_anPixels.shrink_to_fit();
+  m_nRowsDrawn = 0;
   m_scaling.ResetPeak();
-  const std::size_t nDrawn = std::min(m_rows.Count(), static_cast<std::size_t>(m_nHeight));
-  for (std::size_t r = 0; r < nDrawn; ++r) DrawRow(r);
 }
 
-void CAnalysisImage::DrawRow(std::size_t nRow) {
-  if (nRow >= static_cast<std::size_t>(m_nHeight)) return;
+void CAnalysisImage::DrawPending() const {
+  const std::size_t nPixels = static_cast<std::size_t>(m_nWidth) * static_cast<std::size_t>(m_nHeight);
+  if (m_anPixels.size() != nPixels) m_anPixels.assign(nPixels, kBackground);
+  const std::size_t nDrawn = std::min(m_rows.Count(), static_cast<std::size_t>(m_nHeight));
+  for (; m_nRowsDrawn < nDrawn; ++m_nRowsDrawn) DrawRow(m_nRowsDrawn);
+}
+
+void CAnalysisImage::DrawRow(std::size_t nRow) const {
   const std::vector<float>& line = m_rows.m_aLines[nRow];
   const int nCount = static_cast<int>(std::min(line.size(), static_cast<std::size_t>(m_nWidth)));
   std::uint32_t* pOut = m_anPixels.data() + (static_cast<std::size_t>(m_nHeight) - 1 - nRow) * m_nWidth;

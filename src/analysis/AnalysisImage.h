@@ -7,7 +7,9 @@
 // not with the FFT size. Kept rows are drawn into a plain 32-bit ARGB buffer
 // (0xAARRGGBB per pixel, rows `Stride()` bytes apart) that the GUI and the command-line
 // tool wrap in an image without copying. Time runs upward: row 0 is the bottom line.
-// Rows beyond the picture's height are kept (and saved) but not drawn.
+// Rows beyond the picture's height are kept (and saved) but not drawn. Rows are drawn when
+// the picture is next looked at (Pixels, Scaling), so that a run whose picture nobody
+// looks at until its end (a project written by the command-line tool) never draws.
 //
 // Palette, scaling and contrast changes redraw the picture from the kept rows.
 
@@ -56,8 +58,7 @@ class CAnalysisImage {
   // The memory a run needs, known from the options before it starts: the picture's pixels
   // and one line of nWidth levels for every FFT row of the analysed range (the picture keeps
   // every row so that it can be redrawn and saved), plus, when a project is to be written,
-  // the row texts the project writer builds (Base64 in a list, in the document, and in the
-  // text written). Bytes.
+  // the project writer's block of row texts. Bytes.
   static std::uint64_t RunMemoryBytes(std::int64_t nRows, int nWidth, int nHeight, bool bWithProject);
   // False when a run of these options at nWidth x nHeight would need more than
   // nAvailableBytes; strMessage then says what it needs, what is available and what would
@@ -99,21 +100,31 @@ class CAnalysisImage {
 
   int Palette() const { return m_colours.Palette(); }
   const CColourTable& Colours() const { return m_colours; }
-  const CImageScaling& Scaling() const { return m_scaling; }
+  // The scaling as it stands after drawing every row so far (its automatic range follows
+  // the rows drawn).
+  const CImageScaling& Scaling() const {
+    DrawPending();
+    return m_scaling;
+  }
 
   // The ARGB32 picture.
   int Width() const { return m_nWidth; }
   int Height() const { return m_nHeight; }
   int Stride() const { return m_nWidth * static_cast<int>(sizeof(std::uint32_t)); }
-  const std::uint32_t* Pixels() const { return m_anPixels.data(); }
-  std::uint32_t Pixel(int x, int y) const { return m_anPixels[static_cast<std::size_t>(y) * m_nWidth + x]; }
+  const std::uint32_t* Pixels() const {
+    DrawPending();
+    return m_anPixels.data();
+  }
+  std::uint32_t Pixel(int x, int y) const { return Pixels()[static_cast<std::size_t>(y) * m_nWidth + x]; }
 
   // Time labels over the kept rows, once there are at least 11: a label at each row whose
   // time crosses a multiple of the label step. Times are local when the options said so.
   std::vector<STimeLabel> TimeLabels() const;
 
  private:
-  void DrawRow(std::size_t nRow);
+  // Brings the pixels up to date with the kept rows.
+  void DrawPending() const;
+  void DrawRow(std::size_t nRow) const;
 
   // From the options, fixed at Reset.
   SBinRange m_bins;
@@ -124,10 +135,12 @@ class CAnalysisImage {
 
   int m_nWidth = 1;
   int m_nHeight = 1;
-  std::vector<std::uint32_t> m_anPixels;
+  // Drawn on demand: see DrawPending.
+  mutable std::vector<std::uint32_t> m_anPixels;
+  mutable std::size_t m_nRowsDrawn = 0;
 
   CImageRows m_rows;
   CColumnReducer m_reducer;
-  CImageScaling m_scaling;
+  mutable CImageScaling m_scaling;
   CColourTable m_colours;
 };

@@ -32,17 +32,19 @@ struct CFileIOBuffer {
   void FreeData() { m_pData.reset(); }
 };
 
-// Raw bytes of whole FFT blocks laid end to end, each N complex samples in the file's own
-// layout (I then Q, little-endian). Made by the forwarder, transformed by one FFT worker,
-// freed by the controller after RegMsgSDR::nMsgFFTBuff.
+// Raw bytes of consecutive FFT blocks, each N complex samples in the file's own layout
+// (I then Q, little-endian): block k starts m_nOffset + k · m_nStepBytes bytes into the data,
+// so blocks overlap when the step is shorter than a block. Made by the forwarder (the data
+// is a file I/O buffer's own, or copies of blocks that ran across two buffers), transformed
+// by one FFT worker, freed by the controller after RegMsgSDR::nMsgFFTBuff.
 struct CSampleBlock final : CMessagePayload {
   CBlock m_pData;
   std::uint16_t m_nFormatTag = 0;
   std::uint16_t m_nBitsPerSample = 0;
-  std::uint32_t m_nFirstRow = 0;  // global number of the first FFT block
-  std::uint32_t m_nReserved = 0;  // always zero
-  std::uint32_t m_nCapacity = 0;  // bytes
-  std::uint32_t m_nBytesUsed = 0; // FFT blocks × N × 2 × bytes per value
+  std::uint32_t m_nFirstRow = 0;   // global number of the first FFT block
+  std::uint32_t m_nOffset = 0;     // bytes before the first FFT block
+  std::uint32_t m_nStepBytes = 0;  // from one FFT block's start to the next
+  std::uint32_t m_nBlockCount = 0;
 };
 
 // One spectrum row: N + 6 floats. The first 6 are a header, zero as posted; then N levels

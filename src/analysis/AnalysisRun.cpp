@@ -107,6 +107,7 @@ bool CAnalysisRun::Start(const CAnalysisOptions& options) {
   m_pendingRows.clear();
   m_nPeakPendingRows = 0;
   m_tStart = std::chrono::steady_clock::now();
+  m_pool.TimeSplit().Reset();
 
   const int nWorkers = m_pool.FFTWorkerCount();
   const int nStoredMaxThreads =
@@ -294,6 +295,8 @@ void CAnalysisRun::OnFFTOutput(std::uint32_t nRow, std::unique_ptr<CRowRecord> p
 }
 
 void CAnalysisRun::ApplyRow(std::uint32_t nRow, const CRowRecord& record) {
+  CAnalysisTimeSplit::CTimer timer(&m_pool.TimeSplit());
+  timer.Until(CAnalysisTimeSplit::ROWS);
   if (m_pConsumer) m_pConsumer->AddRow(nRow, record);
 }
 
@@ -330,6 +333,7 @@ void CAnalysisRun::Finish() {
   m_pendingRows.clear();
   if (m_pConsumer) m_pConsumer->CompleteRun();
   LogLine("Finished");
+  LogLine("Time split: " + m_pool.TimeSplit().Text());
   if (m_pStatus) m_pStatus->RunFinished();
 
   m_pool.Reader().QueuePacket(std::make_unique<CBkgPacket>(PKT_RELEASE));

@@ -22,10 +22,16 @@ class CAnalysisSession::CRunBinding final : public IAnalysisRowConsumer, public 
 
   void ResetForRun(const CAnalysisOptions& options) override {
     m_session.m_image.Reset(options, options.m_nAnalysisDisplayWidth, options.m_nAnalysisDisplayHeight);
+    if (m_session.m_pSpool) m_session.m_pSpool->Clear();
     m_session.MarkAll();
   }
   void AddRow(std::uint32_t nRow, const CRowRecord& record) override {
     m_session.m_image.AddRow(record.Values(), record.FFTSize());
+    if (CProjectRowSpool* pSpool = m_session.m_pSpool.get()) {
+      const CImageRows& rows = m_session.m_image.Rows();
+      const std::size_t r = rows.Count() - 1;
+      pSpool->Add(rows.m_aLines[r].data(), rows.m_aLines[r].size(), rows.m_anTimes[r], rows.m_anFlags[r]);
+    }
     m_session.MarkRow(static_cast<int>(nRow));
   }
   void CompleteRun() override {}
@@ -264,9 +270,19 @@ bool CAnalysisSession::SaveProject(const std::filesystem::path& path, std::strin
                                    CProjectProgress* pProgress) const {
   const std::string strTags = m_tags.Tags().empty() ? std::string() : m_tags.SaveToText();
   if (!CProjectFile::Save(m_options, path, m_image.Rows(), m_image.Width(), m_image.Height(), strTags, pProgress,
-                          strError))
+                          strError, m_pSpool.get()))
     return false;
   const_cast<CAnalysisSession*>(this)->m_projectPath = path;
+  return true;
+}
+
+bool CAnalysisSession::SpoolProjectRows(const std::filesystem::path& path, std::string& strError) {
+  auto pSpool = std::make_unique<CProjectRowSpool>();
+  if (!pSpool->Open(path)) {
+    strError = pSpool->ErrorText();
+    return false;
+  }
+  m_pSpool = std::move(pSpool);
   return true;
 }
 
@@ -294,8 +310,9 @@ bool CAnalysisSession::StartAnalysis(std::string& strError) {
   options.m_nAnalysisDisplayWidth = size.nWidth;
   options.m_nAnalysisDisplayHeight = size.nHeight;
   // The picture keeps every row of the run: a run that cannot fit in memory is refused
-  // now, with what would fit, instead of failing after it has filled the machine.
-  if (!CAnalysisImage::CheckRunMemory(options, size.nWidth, size.nHeight, false, AvailableMemoryBytes() / 10 * 9,
+  // now, with what would fit, instead of failing after it has filled the machine. Every
+  // front end may save the rows as a project, so the project writer's share is counted.
+  if (!CAnalysisImage::CheckRunMemory(options, size.nWidth, size.nHeight, true, AvailableMemoryBytes() / 10 * 9,
                                       strError))
     return false;
   m_state = SAnalysisRunState{};

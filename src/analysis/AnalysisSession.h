@@ -38,6 +38,7 @@
 #include "analysis/AnalysisOptions.h"
 #include "analysis/AnalysisRunInterfaces.h"
 #include "analysis/PictureClick.h"
+#include "analysis/ProjectRowSpool.h"
 #include "analysis/SelectionModel.h"
 #include "analysis/SignalHistory.h"
 #include "core/EngineFaults.h"
@@ -181,6 +182,11 @@ class CAnalysisSession {
   // Saves options, rows and tags; false with strError on failure.
   bool SaveProject(const std::filesystem::path& path, std::string& strError,
                    CProjectProgress* pProgress = nullptr) const;
+  // The coming runs encode their rows as they arrive, for a project to be saved at path
+  // (its folder holds them meanwhile), so that saving after the run only copies them.
+  // False (strError says why) when the folder cannot take them; saving then encodes.
+  bool SpoolProjectRows(const std::filesystem::path& path, std::string& strError);
+  std::size_t SpooledRows() const { return m_pSpool ? m_pSpool->Rows() : 0; }
   const std::filesystem::path& ProjectPath() const { return m_projectPath; }
   CTagDefinitions& Tags() { return m_tags; }
   const CTagDefinitions& Tags() const { return m_tags; }
@@ -268,6 +274,7 @@ class CAnalysisSession {
   CAnalysisRun* m_pRun = nullptr;  // null: a document without workers
   CHeadlessAnalysis* m_pHeadless = nullptr;
   std::unique_ptr<CRunBinding> m_pBinding;
+  std::unique_ptr<CProjectRowSpool> m_pSpool;
   IAnalysisSessionListener* m_pListener = nullptr;
   bool m_bAbortWhenOpenFails = false;
 

@@ -14,6 +14,8 @@ bool CAnalysisThreadPool::Create(CMessageTarget* pMainFrame, int nFFTWorkers, in
   m_reader.SetForwarder(&m_forwarder);
   m_reader.SetBlockCache(&m_blockCache);
   m_forwarder.SetBlockCache(&m_blockCache);
+  m_reader.SetTimeSplit(&m_timeSplit);
+  m_forwarder.SetTimeSplit(&m_timeSplit);
   // A worker that cannot start is logged by Start and never waited for; the pool is then
   // unusable, so no further thread is started.
   const auto start = [&](CBackgroundThreadBase& thread, const std::string& strName, int nPriority) {
@@ -27,6 +29,7 @@ bool CAnalysisThreadPool::Create(CMessageTarget* pMainFrame, int nFFTWorkers, in
   const int nCount = nFFTWorkers > 0 ? nFFTWorkers : UsableProcessors();
   for (int i = 0; i < nCount; ++i) {
     auto pWorker = std::make_unique<CBackgroundThreadFFT>(i);
+    pWorker->SetTimeSplit(&m_timeSplit);
     const bool bStarted = start(*pWorker, StrFormat("FFT %d", i + 1), nFFTPriority);
     m_apFFT.push_back(std::move(pWorker));
     if (!bStarted) return false;

@@ -9,6 +9,7 @@
 
 #include "analysis/BackgroundThreadFFT.h"
 #include "analysis/BackgroundThreadReader.h"
+#include "analysis/AnalysisTimeSplit.h"
 
 class CMessageTarget;
 class CMySettingsStore;
@@ -40,6 +41,8 @@ class CAnalysisThreadPool {
   int BusyThreadCount() const;
   // The large blocks that the reader and the forwarder reuse from run to run.
   CBlockCache& BlockCache() { return m_blockCache; }
+  // Where the time of the current (or last) run went; the workers add to it.
+  CAnalysisTimeSplit& TimeSplit() { return m_timeSplit; }
 
   // "CMainFrame::MaxThreads": the FFT workers an analysis may use; the stored value, or
   // min(workers, 4) when none is stored, clamped to 1 .. workers.
@@ -53,6 +56,7 @@ class CAnalysisThreadPool {
 
  private:
   CBlockCache m_blockCache;
+  CAnalysisTimeSplit m_timeSplit;
   std::vector<std::unique_ptr<CBackgroundThreadFFT>> m_apFFT;
   CBackgroundThreadReader m_reader;
   CBackgroundThreadReader m_forwarder;

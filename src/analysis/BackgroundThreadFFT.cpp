@@ -13,7 +13,6 @@
 #include "core/EngineFaults.h"
 #include "core/Log.h"
 #include "core/RegisteredMessages.h"
-#include "recording/IQSampleConverter.h"
 
 namespace {
 
@@ -112,15 +111,14 @@ void CBackgroundThreadFFT::ReleaseState() {
   m_bReady = false;
 }
 
-void CBackgroundThreadFFT::ConvertSamples(const std::uint8_t* pBlock, std::uint16_t nFormatTag,
-                                          std::uint16_t nBits) {
-  float* pWork = m_workA.data();
+void CBackgroundThreadFFT::ConvertSamples(const std::uint8_t* pBlock, const BlockConversion::SBlockFormat& format) {
+  float* pInput = m_workB.data();
   const std::uint32_t n = m_nFFTSize;
   // The block is always cut into the same two parts, whatever number of threads the
   // runtime grants: the parts' source offsets shape the levels (see ConvertPart).
 #pragma omp parallel for num_threads(BlockConversion::kConversionParts) schedule(static, 1) if (kConvertInParallel && n >= kParallelConversionMinSize)
   for (int t = 0; t < BlockConversion::kConversionParts; ++t)
-    BlockConversion::ConvertPart(pBlock, nFormatTag, nBits, n, t, BlockConversion::kConversionParts, pWork);
+    BlockConversion::ConvertPart(pBlock, format, n, t, BlockConversion::kConversionParts, pInput);
 }
 
 void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReplyWnd) {
@@ -128,7 +126,7 @@ void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReply
   const std::size_t nBytesPerValue = block.m_nBitsPerSample / 8u;
   const std::size_t nBlockBytes = nBytesPerValue * n * 2;
   if (nBlockBytes == 0 || !block.m_pData) return;
-  const std::size_t nBlocks = block.m_nBytesUsed / nBlockBytes;
+  const std::size_t nBlocks = block.m_nBlockCount;
   // Without a plan or work vectors (their allocation failed) every block still gives its
   // row, at the floor: the controller finishes a run only when every row dispatched has
   // come back, so a missing row would keep the run (and its abort) from ever ending.
@@ -137,20 +135,25 @@ void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReply
   // A table that does not match the size (none sent) cannot be applied; the block is then
   // transformed unwindowed rather than read past the table's end.
   const bool bWindow = m_eWindowInUse != ANALYSIS_WINDOW_NONE && m_pWindow && m_nWindowLength >= n;
-  const std::uint8_t* p = block.m_pData.get();
+  BlockConversion::SBlockFormat format;
+  format.nFormatTag = block.m_nFormatTag;
+  format.nBitsPerSample = block.m_nBitsPerSample;
+  format.pWindow = bWindow ? m_pWindow : nullptr;
+  format.bSwapIQ = m_options.m_bAnalysisSwapIQ != 0;
+  CAnalysisTimeSplit::CTimer timer(m_pTimeSplit);
+  const std::uint8_t* p = block.m_pData.get() + block.m_nOffset;
   std::uint32_t nRow = block.m_nFirstRow;
-  for (std::size_t b = 0; b < nBlocks; ++b, p += nBlockBytes, ++nRow) {
+  for (std::size_t b = 0; b < nBlocks; ++b, p += block.m_nStepBytes, ++nRow) {
     if (AppState::bShuttingDown) return;
     auto pRow = std::make_unique<CRowRecord>(n, &m_rowStorage);
     if (bCanTransform) {
-      ConvertSamples(p, block.m_nFormatTag, block.m_nBitsPerSample);
-      if (m_options.m_bAnalysisSwapIQ) CIQSampleConverter::SwapIQ(m_workA.data(), n);
-      if (bWindow)
-        SpectrumKernel::ApplyWindow(m_workA.data(), m_pWindow, n, m_workB.data());
-      else
-        std::memcpy(m_workB.data(), m_workA.data(), 2 * std::size_t{n} * sizeof(float));
+      // Converted, exchanged and windowed straight into the transform's input.
+      ConvertSamples(p, format);
+      timer.Lap(CAnalysisTimeSplit::CONVERT);
       m_plan.Execute();
+      timer.Lap(CAnalysisTimeSplit::FFT);
       SpectrumKernel::ComputeLevels(m_workA.data(), n, m_fReferenceLevel, pRow->Levels());
+      timer.Lap(CAnalysisTimeSplit::LEVELS);
     } else {
       std::fill(pRow->Levels(), pRow->Levels() + n, fFloor);
     }

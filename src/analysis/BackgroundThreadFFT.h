@@ -13,7 +13,9 @@
 #include <cstdint>
 
 #include "analysis/AnalysisOptions.h"
+#include "analysis/AnalysisTimeSplit.h"
 #include "analysis/BlockCache.h"
+#include "analysis/BlockConversion.h"
 #include "dsp/AlignedVector.h"
 #include "dsp/FFTWPlan.h"
 #include "core/BackgroundThreadBase.h"
@@ -30,6 +32,8 @@ class CBackgroundThreadFFT final : public CBackgroundThreadBase {
   // Called on the controlling thread while the worker is idle (followed by WaitUntilIdle):
   // keeps the FFT state when size and hint are unchanged, otherwise frees it.
   void SetOptions(const CAnalysisOptions& options);
+  // Conversion, transform and level times are added to pSplit.
+  void SetTimeSplit(CAnalysisTimeSplit* pSplit) { m_pTimeSplit = pSplit; }
 
  protected:
   void ProcessPacket(CBkgPacket& packet, int nQueuedBehind) override;
@@ -38,7 +42,7 @@ class CBackgroundThreadFFT final : public CBackgroundThreadBase {
   void BuildState();
   void ReleaseState();
   void Transform(CSampleBlock& block, CMessageTarget* pReplyWnd);
-  void ConvertSamples(const std::uint8_t* pBlock, std::uint16_t nFormatTag, std::uint16_t nBits);
+  void ConvertSamples(const std::uint8_t* pBlock, const BlockConversion::SBlockFormat& format);
 
   CAnalysisOptions m_options;
   bool m_bReady = false;
@@ -48,9 +52,10 @@ class CBackgroundThreadFFT final : public CBackgroundThreadBase {
   std::uint32_t m_nFFTSize = 0;
   std::uint32_t m_eWindowInUse = 0;
   int m_nHintInUse = -1;
-  CAlignedVector<float> m_workA;  // N complex: the block being prepared, then the spectrum
-  CAlignedVector<float> m_workB;  // N complex: the transform's input
+  CAlignedVector<float> m_workA;  // N complex: the spectrum
+  CAlignedVector<float> m_workB;  // N complex: the transform's input, windowed samples
   const float* m_pWindow = nullptr;  // shared, owned by the controller
+  CAnalysisTimeSplit* m_pTimeSplit = nullptr;
   CFFTWPlanF m_plan;
   // Row records go out with every FFT block and come back freed by the controller; their
   // storage is reused instead of being faulted in afresh for every row.

@@ -83,6 +83,8 @@ std::int64_t CBackgroundThreadReader::ReadPiece(std::uint8_t* pDst, std::size_t 
 }
 
 void CBackgroundThreadReader::ReadBuffer(CFileIOBuffer& buffer, CMessageTarget* pReplyWnd) {
+  CAnalysisTimeSplit::CTimer timer(m_pTimeSplit);
+  timer.Until(CAnalysisTimeSplit::READ);
   // The format of the file last opened: after the last file of the series has closed, its
   // format stays, and the read below finds no file and returns nothing.
   buffer.m_nFormatTag = m_fmtLast.wFormatTag;
@@ -186,73 +188,109 @@ std::uint32_t CBackgroundThreadReader::InFlightLimit(std::uint64_t nPhysicalByte
   return static_cast<std::uint32_t>(std::max(dLimit, 1.0));
 }
 
+void CBackgroundThreadReader::Dispatch(std::unique_ptr<CSampleBlock> pBlock, CMessageTarget* pReplyWnd) {
+  m_nBlockCounter += pBlock->m_nBlockCount;
+  if (m_apWorkers.empty() || AppState::bShuttingDown) return;
+  std::vector<int> anQueueLengths(m_apWorkers.size());
+  for (std::size_t i = 0; i < m_apWorkers.size(); ++i) anQueueLengths[i] = m_apWorkers[i]->CurrentQueueLength();
+  CBackgroundThreadFFT* pWorker = m_apWorkers[static_cast<std::size_t>(ChooseWorker(anQueueLengths, m_nMaxThreadsSetting))];
+  pWorker->QueuePacket(std::make_unique<CFFTPacket>(std::move(pBlock), pReplyWnd));
+  if (pReplyWnd) {
+    pReplyWnd->Post(RegMsgSDR::nMsgFFTFinal, 0, m_nBlockCounter);
+    pReplyWnd->Post(RegMsgSDR::nMsgFFTInUse, 0, m_nInFlightLimit);
+  }
+}
+
 void CBackgroundThreadReader::Forward(CFileIOBuffer* pBuffer, CMessageTarget* pReplyWnd) {
   if (!pBuffer) {
     FreeStaging();
     return;
   }
+  CAnalysisTimeSplit::CTimer timer(m_pTimeSplit);
+  timer.Until(CAnalysisTimeSplit::FORWARD);
   CFileIOBuffer& buffer = *pBuffer;
   const std::uint32_t nCapacity = 2u * buffer.m_nForwardSize;
   if (m_nStagingCapacity != nCapacity) FreeStaging();
   if (!m_pStaging) {
-    m_pStaging = std::make_unique_for_overwrite<std::uint8_t[]>(nCapacity);
+    m_pStaging = CBlockCache::Allocate(nCapacity);
     m_nStagingCapacity = nCapacity;
     m_nStagingFill = 0;
     m_nBlockCounter = 0;
     m_bInFlightLimitComputed = false;
   }
-  // The staging buffer holds less than one FFT block between buffers, so a whole buffer
-  // always fits; the clamp only guards against a buffer larger than its own sizes say.
-  const std::uint32_t nAppend = std::min(buffer.m_nBytesRead, m_nStagingCapacity - m_nStagingFill);
-  if (buffer.m_pData && nAppend) std::memcpy(m_pStaging.get() + m_nStagingFill, buffer.m_pData.get(), nAppend);
-  m_nStagingFill += nAppend;
-
   const std::uint32_t n = m_options.m_nAnalysisFFTSize;
   const std::uint32_t b = buffer.m_nBitsPerSample / 8u;
   const std::uint64_t nBlockBytes = std::uint64_t{b} * n * 2u;
-  if (nBlockBytes == 0 || m_nStagingFill < nBlockBytes) {
+  const std::uint64_t nStepBytes = std::uint64_t{CAnalysisOptions::StepSamples(n, m_options.m_nAnalysisOverlap)} * b * 2u;
+  // A step of 0 is refused by the option checks; here it would never leave the loop.
+  if (nBlockBytes == 0 || nStepBytes == 0 || nBlockBytes > m_nStagingCapacity / 2) {
     ReleaseBuffer(buffer);
     return;
   }
-  if (!m_bInFlightLimitComputed) {
+  const std::uint8_t* pIn = buffer.m_pData ? buffer.m_pData.get() : nullptr;
+  const std::uint64_t nIn = pIn ? buffer.m_nBytesRead : 0;
+  if (!m_bInFlightLimitComputed && m_nStagingFill + nIn >= nBlockBytes) {
     m_nInFlightLimit = InFlightLimit(PhysicalMemoryBytes(), PrivateMemoryBytes(), n, b,
                                      static_cast<int>(m_apWorkers.size()));
     m_bInFlightLimitComputed = true;
   }
-  const std::uint64_t nStepBytes = std::uint64_t{CAnalysisOptions::StepSamples(n, m_options.m_nAnalysisOverlap)} * b * 2u;
-  // A step of 0 is refused by the option checks; here it would never leave the loop.
-  if (nStepBytes == 0) {
-    ReleaseBuffer(buffer);
-    return;
+
+  // The FFT blocks follow one another every step bytes through the stream. The staging
+  // buffer holds the stream from the start of the next block up to the end of the last
+  // buffer, less than one block. The blocks that start there are completed with the head
+  // of this buffer and copied whole into sample blocks; every block that lies wholly
+  // inside this buffer is transformed from the buffer's own bytes, which go to the FFT
+  // worker as they are; the tail from the next block's start is kept for the next buffer.
+  std::uint64_t nStart = 0;  // of the first block not yet sent, in this buffer
+  if (m_nStagingFill > 0) {
+    const std::uint64_t nHeld = m_nStagingFill;
+    const std::uint64_t nLastStart = (nHeld - 1) / nStepBytes * nStepBytes;
+    const std::uint64_t nHead = std::min(nIn, nLastStart + nBlockBytes - nHeld);
+    if (nHead) std::memcpy(m_pStaging.get() + nHeld, pIn, nHead);
+    m_nStagingFill = static_cast<std::uint32_t>(nHeld + nHead);
+    const std::uint64_t nBlockCapacity = std::uint64_t{std::max(n, kMinForwardSamples)} * b * 2u;
+    std::uint64_t p = 0;
+    while (p < nHeld && m_nStagingFill - p >= nBlockBytes) {
+      auto pBlock = std::make_unique<CSampleBlock>();
+      pBlock->m_nFormatTag = buffer.m_nFormatTag;
+      pBlock->m_nBitsPerSample = buffer.m_nBitsPerSample;
+      pBlock->m_nFirstRow = m_nBlockCounter;
+      pBlock->m_nStepBytes = static_cast<std::uint32_t>(nBlockBytes);
+      pBlock->m_pData = TakeBlock(nBlockCapacity);
+      for (std::uint64_t nUsed = 0;
+           nUsed + nBlockBytes <= nBlockCapacity && p < nHeld && m_nStagingFill - p >= nBlockBytes;
+           nUsed += nBlockBytes, p += nStepBytes) {
+        std::memcpy(pBlock->m_pData.get() + nUsed, m_pStaging.get() + p, nBlockBytes);
+        ++pBlock->m_nBlockCount;
+      }
+      Dispatch(std::move(pBlock), pReplyWnd);
+    }
+    if (p < nHeld) {
+      // This buffer ended before the next block could be completed.
+      const std::uint64_t nLeft = m_nStagingFill - p;
+      std::memmove(m_pStaging.get(), m_pStaging.get() + p, nLeft);
+      m_nStagingFill = static_cast<std::uint32_t>(nLeft);
+      ReleaseBuffer(buffer);
+      return;
+    }
+    nStart = p - nHeld;
+    m_nStagingFill = 0;
   }
-  const std::uint64_t nBlockCapacity = std::uint64_t{std::max(n, kMinForwardSamples)} * b * 2u;
-  std::uint64_t p = 0;
-  std::vector<int> anQueueLengths(m_apWorkers.size());
-  while (m_nStagingFill - p >= nBlockBytes) {
+  std::uint32_t nBlocks = 0;
+  if (nIn >= nStart + nBlockBytes) nBlocks = static_cast<std::uint32_t>((nIn - nStart - nBlockBytes) / nStepBytes + 1);
+  const std::uint64_t nNext = nStart + std::uint64_t{nBlocks} * nStepBytes;
+  if (nIn > nNext) std::memcpy(m_pStaging.get(), pIn + nNext, nIn - nNext);
+  m_nStagingFill = static_cast<std::uint32_t>(nIn > nNext ? nIn - nNext : 0);
+  if (nBlocks > 0) {
     auto pBlock = std::make_unique<CSampleBlock>();
     pBlock->m_nFormatTag = buffer.m_nFormatTag;
     pBlock->m_nBitsPerSample = buffer.m_nBitsPerSample;
     pBlock->m_nFirstRow = m_nBlockCounter;
-    pBlock->m_nCapacity = static_cast<std::uint32_t>(nBlockCapacity);
-    pBlock->m_pData = TakeBlock(nBlockCapacity);
-    while (pBlock->m_nBytesUsed + nBlockBytes <= nBlockCapacity && m_nStagingFill - p >= nBlockBytes) {
-      // Each FFT block is copied whole, so overlapping samples appear twice.
-      std::memcpy(pBlock->m_pData.get() + pBlock->m_nBytesUsed, m_pStaging.get() + p, nBlockBytes);
-      pBlock->m_nBytesUsed += static_cast<std::uint32_t>(nBlockBytes);
-      ++m_nBlockCounter;
-      p += nStepBytes;
-    }
-    if (m_apWorkers.empty() || AppState::bShuttingDown) continue;
-    for (std::size_t i = 0; i < m_apWorkers.size(); ++i) anQueueLengths[i] = m_apWorkers[i]->CurrentQueueLength();
-    CBackgroundThreadFFT* pWorker = m_apWorkers[static_cast<std::size_t>(ChooseWorker(anQueueLengths, m_nMaxThreadsSetting))];
-    pWorker->QueuePacket(std::make_unique<CFFTPacket>(std::move(pBlock), pReplyWnd));
-    if (pReplyWnd) {
-      pReplyWnd->Post(RegMsgSDR::nMsgFFTFinal, 0, m_nBlockCounter);
-      pReplyWnd->Post(RegMsgSDR::nMsgFFTInUse, 0, m_nInFlightLimit);
-    }
+    pBlock->m_nOffset = static_cast<std::uint32_t>(nStart);
+    pBlock->m_nStepBytes = static_cast<std::uint32_t>(nStepBytes);
+    pBlock->m_nBlockCount = nBlocks;
+    pBlock->m_pData = std::move(buffer.m_pData);
+    Dispatch(std::move(pBlock), pReplyWnd);
   }
-  const std::uint64_t nLeft = m_nStagingFill - p;
-  std::memmove(m_pStaging.get(), m_pStaging.get() + p, nLeft);
-  m_nStagingFill = static_cast<std::uint32_t>(nLeft);
   ReleaseBuffer(buffer);
 }

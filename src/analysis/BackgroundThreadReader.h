@@ -7,10 +7,11 @@
 //              PKT_READ fills a file I/O buffer, running straight on into the next file of
 //              the series, so the series reads as one continuous stream of samples;
 //              PKT_RELEASE closes the file.
-//   Forwarder: PKT_FORWARD appends a filled buffer to its staging buffer, cuts it into
-//              (overlapping) FFT blocks, packs them into sample blocks and queues each to
-//              the least-loaded FFT worker; without a buffer it empties the staging buffer
-//              (the start of a run). PKT_RELEASE frees the staging buffer.
+//   Forwarder: PKT_FORWARD cuts a filled buffer into (overlapping) FFT blocks and queues
+//              them in sample blocks to the least-loaded FFT worker: the buffer's own bytes
+//              for the blocks wholly inside it, copies for the blocks that run across two
+//              buffers (kept in the staging buffer meanwhile); without a buffer it empties
+//              the staging buffer (the start of a run). PKT_RELEASE frees the staging buffer.
 
 #include <cstdint>
 #include <memory>
@@ -18,12 +19,14 @@
 #include <vector>
 
 #include "analysis/AnalysisOptions.h"
+#include "analysis/AnalysisTimeSplit.h"
 #include "analysis/BlockCache.h"
 #include "core/BackgroundThreadBase.h"
 #include "recording/WaveHeader.h"
 #include "recording/WaveStreamFile.h"
 
 class CBackgroundThreadFFT;
+struct CSampleBlock;
 struct CFileIOBuffer;
 
 class CBackgroundThreadReader final : public CBackgroundThreadBase {
@@ -39,6 +42,8 @@ class CBackgroundThreadReader final : public CBackgroundThreadBase {
   void SetFFTWorkers(std::vector<CBackgroundThreadFFT*> apWorkers, int nMaxThreadsSetting);
   // Where the large blocks (buffer data, sample blocks) come from; none: fresh each time.
   void SetBlockCache(CBlockCache* pCache) { m_pBlockCache = pCache; }
+  // Reading (reader) or forwarding (forwarder) time is added to pSplit.
+  void SetTimeSplit(CAnalysisTimeSplit* pSplit) { m_pTimeSplit = pSplit; }
 
   // The least-loaded worker rule: M = the setting (4 when absent), capped at count − 1 and
   // at least 1 otherwise (count − 1 = 0 leaves M at 0); for L = 0 .. 99 the lowest-numbered
@@ -62,6 +67,8 @@ class CBackgroundThreadReader final : public CBackgroundThreadBase {
   void ReadBuffer(CFileIOBuffer& buffer, CMessageTarget* pReplyWnd);
   std::int64_t ReadPiece(std::uint8_t* pDst, std::size_t nBytes);
   void Forward(CFileIOBuffer* pBuffer, CMessageTarget* pReplyWnd);
+  // Counts the sample block's FFT blocks and queues it to the least-loaded FFT worker.
+  void Dispatch(std::unique_ptr<CSampleBlock> pBlock, CMessageTarget* pReplyWnd);
   void FreeStaging();
   CBlock TakeBlock(std::size_t nSize);
   static void ReleaseBuffer(CFileIOBuffer& buffer);
@@ -77,9 +84,10 @@ class CBackgroundThreadReader final : public CBackgroundThreadBase {
   std::uint64_t m_nDataEnd = 0;
   CBackgroundThreadReader* m_pForwarder = nullptr;
   CBlockCache* m_pBlockCache = nullptr;
+  CAnalysisTimeSplit* m_pTimeSplit = nullptr;
 
   // Forwarder only.
-  std::unique_ptr<std::uint8_t[]> m_pStaging;
+  CBlock m_pStaging;
   std::uint32_t m_nStagingCapacity = 0;
   std::uint32_t m_nStagingFill = 0;
   std::uint32_t m_nBlockCounter = 0;

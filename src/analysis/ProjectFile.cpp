@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <string_view>
@@ -11,6 +12,8 @@
 
 #include "analysis/AnalysisOptions.h"
 #include "analysis/Base64.h"
+#include "analysis/ProjectRowSpool.h"
+#include "core/AtomicFile.h"
 #include "core/Log.h"
 #include "core/ProcessFigures.h"
 #include "core/SystemTime.h"
@@ -25,6 +28,8 @@ static_assert(sizeof(float) == 4);
 namespace {
 
 constexpr const char* kRootName = "Brannock-Vexlor";
+// The indentation of a row's line: the document's own, two levels deep.
+constexpr const char* kEntryIndent = "    ";
 
 // libgomp's barriers are invisible to the thread sanitizer, which would report the rows
 // handed from the encoding threads to the document as races; sanitizer builds encode and
@@ -258,35 +263,27 @@ fs::path CProjectFile::ProposedPath(const fs::path& firstRecordingFile) {
   return fs::path(text + " (Project).xml");
 }
 
+std::uint64_t CProjectFile::WriterMemoryBytes(int nWidth) {
+  const std::uint64_t nText = CBase64::EncodedLength(static_cast<std::uint64_t>(std::max(nWidth, 1)) * sizeof(float));
+  // Each row of a block is held as its Base64 text and again as its line of the block's text.
+  return kRowsPerWrite * 2 * (nText + kEntryTextBytes);
+}
+
 bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn, const CImageRows& rows,
                         int nWidth, int nHeight, const std::string& strTagXml, CProjectProgress* pProgress,
-                        std::string& strError) {
+                        std::string& strError, CProjectRowSpool* pSpool) {
   CNoProgress noProgress;
   CProjectProgress& progress = pProgress ? *pProgress : noProgress;
   const fs::path path = pathIn.empty() ? DefaultPath() : pathIn;
   const std::size_t nRows = rows.Count();
-
+  LogF("Saving %s", path.c_str());
   progress.SetCaption("Encoding data...");
   progress.SetPos(0);
-  std::vector<std::string> astrData(nRows);
-#pragma omp parallel num_threads(kThreads) if (kParallel)
-  {
-    const int nThreads = omp_get_num_threads();
-    const int t = omp_get_thread_num();
-    if (t == 0) progress.SetRange(0, 20);
-    std::size_t begin = 0;
-    std::size_t end = 0;
-    ThreadBlock(nRows, t, nThreads, begin, end);
-    for (std::size_t r = begin; r < end; ++r) {
-      const std::vector<float>& line = rows.m_aLines[r];
-      CBase64::Encode(line.data(), line.size() * sizeof(float), astrData[r]);
-    }
-  }
+  progress.SetRange(0, 20);
 
-  progress.SetCaption("Saving project...");
-  progress.SetRange(0, static_cast<int>(std::min<std::size_t>(nRows, 0x7FFFFFFF)));
-  progress.Pump();
-
+  // The document without its rows: options, tags and the "Data" element, whose place for
+  // the rows is marked by a comment. The rows are streamed into the file in blocks, so a
+  // project never needs the whole document's text in memory.
   CXMLMgr xml;
   xml.SetEncodingUTF8(true);
   xml.AddProcessingInstruction();
@@ -300,35 +297,90 @@ bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn,
                                                  {{"Count", StrFormat("%lld", static_cast<long long>(nRows))},
                                                   {"Width", StrFormat("%d", nWidth)},
                                                   {"Height", StrFormat("%d", nHeight)}});
-  char number[16];
-  for (std::size_t r = 0; r < nRows; ++r) {
-    pugi::xml_node entry = dataElement.append_child("Entry");
-    std::snprintf(number, sizeof number, "%u", rows.m_anFlags[r]);
-    entry.append_attribute("Flag").set_value(number);
-    // The stored size is the line's own length, so the file can never claim more values
-    // than it carries.
-    std::snprintf(number, sizeof number, "%u", static_cast<unsigned>(rows.m_aLines[r].size()));
-    entry.append_attribute("Size").set_value(number);
-    std::snprintf(number, sizeof number, "%u", rows.m_anTimes[r]);
-    entry.append_attribute("Time").set_value(number);
-    entry.append_attribute("Data").set_value(astrData[r].data(), astrData[r].size());
-    // The document holds its own copy now.
-    std::string().swap(astrData[r]);
-    progress.SetPos(static_cast<int>(std::min<std::size_t>(r + 1, 0x7FFFFFFF)));
-    if ((r + 1) % 1000 == 0) progress.Pump();
+  constexpr std::string_view kRowsMarker = "<!--rows-->";
+  if (nRows > 0) dataElement.append_child(pugi::node_comment).set_value("rows");
+  const std::string strDocument = xml.GetXML();
+  // The marker is the document's last comment: only closing tags follow the "Data" element.
+  const std::size_t nMarker = nRows > 0 ? strDocument.rfind(kRowsMarker) : std::string::npos;
+  const std::size_t nLineStart = nMarker == std::string::npos ? 0 : strDocument.rfind('\n', nMarker) + 1;
+  const std::string_view head = nMarker == std::string::npos
+                                    ? std::string_view(strDocument)
+                                    : std::string_view(strDocument).substr(0, nLineStart);
+  // The rows' lines carry their own indentation (AppendEntry): it must be the document's.
+  const bool bIndentAsWritten =
+      nMarker == std::string::npos || strDocument.compare(nLineStart, nMarker - nLineStart, kEntryIndent) == 0;
+  std::string_view tail;
+  if (nMarker != std::string::npos) {
+    std::size_t nAfter = nMarker + kRowsMarker.size();
+    if (nAfter < strDocument.size() && strDocument[nAfter] == '\n') ++nAfter;
+    tail = std::string_view(strDocument).substr(nAfter);
+  }
+
+  const auto fail = [&](const std::string& strReason) {
+    strError = StrFormat("Cannot write project %s: %s", path.string().c_str(), strReason.c_str());
+    LogLine(strError);
+    return false;
+  };
+  CAtomicFile file;
+  if (!file.Open(path) || !file.Write(head.data(), head.size())) return fail(file.ErrorText());
+
+  progress.SetCaption("Saving project...");
+  progress.SetRange(0, static_cast<int>(std::min<std::size_t>(nRows, 0x7FFFFFFF)));
+  progress.SetPos(0);
+  progress.Pump();
+  if (!bIndentAsWritten) return fail("the document's layout is not the one its rows are written in");
+  if (pSpool && pSpool->Rows() == nRows && nRows > 0 && pSpool->Folder() == (path.parent_path().empty() ? fs::path(".") : path.parent_path())) {
+    if (!pSpool->CopyTo(file.Descriptor())) return fail(std::strerror(errno));
+    progress.SetPos(static_cast<int>(std::min<std::size_t>(nRows, 0x7FFFFFFF)));
+    if (!file.Write(tail.data(), tail.size()) || !file.Commit()) return fail(file.ErrorText());
+    strError.clear();
+    return true;
+  }
+  std::vector<std::string> astrData;
+  std::string strBlock;
+  for (std::size_t nFirst = 0; nFirst < nRows; nFirst += kRowsPerWrite) {
+    const std::size_t nCount = std::min<std::size_t>(kRowsPerWrite, nRows - nFirst);
+    astrData.resize(nCount);
+#pragma omp parallel num_threads(kThreads) if (kParallel)
+    {
+      std::size_t begin = 0;
+      std::size_t end = 0;
+      ThreadBlock(nCount, omp_get_thread_num(), omp_get_num_threads(), begin, end);
+      for (std::size_t i = begin; i < end; ++i) {
+        const std::vector<float>& line = rows.m_aLines[nFirst + i];
+        CBase64::Encode(line.data(), line.size() * sizeof(float), astrData[i]);
+      }
+    }
+    strBlock.clear();
+    for (std::size_t i = 0; i < nCount; ++i) {
+      const std::size_t r = nFirst + i;
+      // The stored size is the line's own length, so the file can never claim more values
+      // than it carries.
+      AppendEntry(strBlock, rows.m_anFlags[r], static_cast<std::uint32_t>(rows.m_aLines[r].size()),
+                  rows.m_anTimes[r], astrData[i]);
+    }
+    if (!file.Write(strBlock.data(), strBlock.size())) return fail(file.ErrorText());
+    progress.SetPos(static_cast<int>(std::min<std::size_t>(nFirst + nCount, 0x7FFFFFFF)));
+    progress.Pump();
   }
 
   progress.SetCaption("Writing file...");
   progress.SetRange(0, 100);
   progress.SetPos(100);
   progress.Pump();
-  if (!xml.Save(path)) {
-    strError = StrFormat("Cannot write project %s: %s", path.string().c_str(), xml.LastError().c_str());
-    LogLine(strError);
-    return false;
-  }
+  if (!file.Write(tail.data(), tail.size()) || !file.Commit()) return fail(file.ErrorText());
   strError.clear();
   return true;
+}
+
+void CProjectFile::AppendEntry(std::string& strOut, std::uint32_t nFlag, std::uint32_t nSize, std::uint32_t nTime,
+                               std::string_view base64) {
+  char head[96];
+  const int n = std::snprintf(head, sizeof head, "%s<Entry Flag=\"%u\" Size=\"%u\" Time=\"%u\" Data=\"", kEntryIndent,
+                              nFlag, nSize, nTime);
+  strOut.append(head, static_cast<std::size_t>(n));
+  strOut.append(base64);
+  strOut.append("\" />\n");
 }
 
 bool CProjectFile::Load(CAnalysisOptions& options, const fs::path& pathIn, CImageRows& rows, int& nWidth,

@@ -11,19 +11,23 @@
 //
 // The same writer, given no rows and an empty path, writes "CurrentAnalysisOptions.xml" in
 // the data folder. Row data is encoded and decoded on 8 threads. Saves are atomic: a
-// temporary file renamed over the target.
+// temporary file renamed over the target. The rows are encoded and written in blocks, so a
+// save needs memory for one block of row texts (WriterMemoryBytes), whatever the row count.
 //
 // Loading trusts nothing in the file for sizes: "Count" is a hint, a row's buffer is bounded
 // by "Width" + 64 values and, overall, by the Base64 text the file really holds. Rows whose
 // data does not decode are loaded as zero rows and counted in the load's message.
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "analysis/ImageRows.h"
 
 class CAnalysisOptions;
+class CProjectRowSpool;
 
 // Progress of a save or load: a caption and a bar. Calls come on the calling thread.
 class CProjectProgress {
@@ -48,11 +52,25 @@ class CProjectFile {
   // extension and without trailing blanks and digits, then " (Project).xml".
   static std::filesystem::path ProposedPath(const std::filesystem::path& firstRecordingFile);
 
-  // Writes options, rows and tag text. nWidth / nHeight are the picture's size. On
-  // failure returns false with strError saying why.
+  // Rows encoded and written at a time.
+  static constexpr std::size_t kRowsPerWrite = 1024;
+  // Text of an "Entry" besides its Base64 data: indentation, names and numbers.
+  static constexpr std::size_t kEntryTextBytes = 64;
+  // The memory Save needs beyond the rows themselves, for rows of nWidth values. Bytes.
+  static std::uint64_t WriterMemoryBytes(int nWidth);
+
+  // Writes options, rows and tag text. nWidth / nHeight are the picture's size. With a
+  // spool that holds every row (spooled during the run into the target's folder), its
+  // lines are copied instead of encoding the rows again. On failure returns false with
+  // strError saying why.
   static bool Save(const CAnalysisOptions& options, const std::filesystem::path& path, const CImageRows& rows,
                    int nWidth, int nHeight, const std::string& strTagXml, CProjectProgress* pProgress,
-                   std::string& strError);
+                   std::string& strError, CProjectRowSpool* pSpool = nullptr);
+
+  // Appends one row's line of the "Data" element, indentation and line end included:
+  // <Entry Flag="1" Size="5000" Time="12" Data="...Base64..." />
+  static void AppendEntry(std::string& strOut, std::uint32_t nFlag, std::uint32_t nSize, std::uint32_t nTime,
+                          std::string_view base64);
 
   // Reads a project. Fails (false, strMessage the reason, every output untouched) when
   // the file cannot be loaded or has no "AnalysisOptions"; otherwise fills every output and

@@ -96,7 +96,7 @@ bool CCliOptions::GetDouble(const std::string& name, double& value) const {
   errno = 0;
   char* end = nullptr;
   double d = std::strtod(v->c_str(), &end);
-  if (v->empty() || *end != '\0' || errno == ERANGE) {
+  if (v->empty() || *end != '\0' || errno == ERANGE || !std::isfinite(d)) {
     Error("--" + name + ": \"" + *v + "\" is not a number");
     return false;
   }

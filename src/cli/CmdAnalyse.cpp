@@ -249,6 +249,9 @@ int RunAnalyse(const CliArgs& args) {
   // Nobody watches a status display here: a run whose first file cannot be opened is
   // aborted at once rather than left waiting for the user.
   session.SetAbortWhenOpenFails(true);
+  // The project's rows are encoded as they arrive; when that cannot be set up, saving
+  // encodes them after the run.
+  if (projectPath && !session.SpoolProjectRows(*projectPath, strError)) LogLine(strError);
   if (!session.StartAnalysis(strError)) {
     cli.Error(strFile + ": " + strError);
     return 1;

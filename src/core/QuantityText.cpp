@@ -7,6 +7,13 @@
 
 #include "core/SystemTime.h"
 
+namespace {
+
+// About 8030 years: from 1970 to the year 9999, either way.
+constexpr double kMaxRecordingSeconds = 253402300800.0;
+
+}  // namespace
+
 bool ParseFrequencyText(const std::string& strText, double& dHz, std::string& strError) {
   std::string text = strText;
   while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.pop_back();
@@ -25,8 +32,9 @@ bool ParseFrequencyText(const std::string& strText, double& dHz, std::string& st
   while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back()))) text.pop_back();
   char* pEnd = nullptr;
   const double value = text.empty() ? 0.0 : std::strtod(text.c_str(), &pEnd);
+  // "nan", "inf" and values that overflow once scaled ("1e308G") are no frequency.
   if (text.empty() || pEnd != text.c_str() + text.size() || !std::isfinite(value) || value < 0.0 ||
-      std::isspace(static_cast<unsigned char>(text.front()))) {
+      !std::isfinite(value * scale) || std::isspace(static_cast<unsigned char>(text.front()))) {
     strError = "\"" + strText + "\" is not a frequency (7100000, 7100k, 7.1M, with or without Hz)";
     return false;
   }
@@ -50,7 +58,10 @@ bool ParseRecordingTimeText(const std::string& strText, std::int64_t tRecordingS
   }
   char* pEnd = nullptr;
   const double value = std::strtod(strText.c_str(), &pEnd);
-  if (strText.empty() || pEnd != strText.c_str() + strText.size() || !std::isfinite(value)) {
+  // Seconds beyond the calendar's years (1970..9999) are refused here, so that every caller
+  // may turn them into whole UTC seconds without overflow.
+  if (strText.empty() || pEnd != strText.c_str() + strText.size() || !std::isfinite(value) ||
+      std::fabs(value) > kMaxRecordingSeconds) {
     strError = "\"" + strText + "\" is not a time (\"YYYY-MM-DD HH:MM:SS\" UTC or seconds from the start)";
     return false;
   }

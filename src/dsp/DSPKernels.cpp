@@ -3,16 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
-// Each kernel is built twice, for the baseline processor and for AVX2 with FMA; the
-// dynamic loader picks one on first call. The loops are written in the shapes GCC turns
-// into vector code: fixed-width blocks of independent accumulators (no reassociation of
-// one sum is needed) and branch-free bodies. The thread sanitizer's runtime is not ready
-// when the loader runs the clone resolvers, so that build keeps the baseline loops only.
-#if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__) && !defined(__SANITIZE_THREAD__)
-#define VEXLOR_KERNEL __attribute__((target_clones("arch=x86-64-v3", "default")))
-#else
-#define VEXLOR_KERNEL
-#endif
+#include "dsp/KernelTargets.h"
+
+// Each kernel is built for the baseline processor and for AVX2 with FMA (KernelTargets.h).
+// The loops are written in the shapes GCC turns into vector code: fixed-width blocks of
+// independent accumulators (no reassociation of one sum is needed) and branch-free bodies.
 
 VEXLOR_KERNEL
 void FIRCorrelate(const float* x, const float* h, int taps, int stride, float* y, int n)

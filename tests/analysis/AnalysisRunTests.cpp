@@ -116,23 +116,49 @@ TEST_F(AnalysisRunTest, AFileThatVanishesEndsTheStreamWithALogLineAndAFinishedRu
 
 TEST_F(AnalysisRunTest, RowsOfSeveralWorkersReachThePictureInIndexOrderExactlyOnce) {
   // Catches rows applied in arrival order, lost or applied twice when workers overtake
-  // each other. A sample block holds 16 M samples of FFT blocks: at 75 % overlap this
-  // recording fills two, and the second goes to the second worker while the first is busy.
+  // each other. A file I/O buffer holds 8 M samples: this recording fills two, and the
+  // second buffer's blocks go to the second worker while the first is busy. The blocks that
+  // run across the two buffers are copied into a sample block of their own.
   constexpr std::uint32_t n = 512;
-  const CRawIQ raw = Noise(16, 20000.0, 4'400'000, 13);
+  const CRawIQ raw = Noise(16, 20000.0, 8'800'000, 13);
   std::vector<std::uint32_t> sizes;
   const auto files = WriteSeries(raw, {}, sizes);
   CEngine engine(dir / "Settings.xml", 3);
   engine.settings.Write("CMainFrame::MaxThreads", 3);
   ASSERT_TRUE(engine.Run(MakeOptions(files, sizes, kRate, 16, n, ANALYSIS_WINDOW_DEFAULT, 75)));
   const std::size_t nRows = 1 + (raw.Samples() - n) / 128;
-  ASSERT_GT(nRows, 16'777'216u / n);
+  ASSERT_GT(nRows, 8'388'608u / 128);
   ASSERT_EQ(engine.rows.indices.size(), nRows);
   for (std::size_t r = 0; r < nRows; ++r) ASSERT_EQ(engine.rows.indices[r], r);
   // The second worker's rows did overtake the first's.
   EXPECT_GT(engine.analysis.Run().PeakPendingRows(), 0u);
-  for (std::size_t r : {std::size_t{0}, std::size_t{16'777'216u / n}, nRows - 1})
+  // The first row, one that runs across the two buffers, the first wholly in the second
+  // buffer and the last.
+  for (std::size_t r : {std::size_t{0}, std::size_t{8'388'608u / 128 - 1}, std::size_t{8'388'608u / 128}, nRows - 1})
     ExpectRowIs(engine.rows.rows[r], raw, r * 128, n, ANALYSIS_WINDOW_DEFAULT);
+}
+
+TEST_F(AnalysisRunTest, BlocksAcrossBufferEndsAreTheStreamsOwnAtEveryOverlap) {
+  // Catches a block cut wrongly where one file I/O buffer (8 M samples) ends and the next
+  // begins: a step that does not divide the buffer leaves a different remainder each time,
+  // and the blocks across the end are copied while the others are read in place. The
+  // series' files also end mid-block.
+  constexpr std::uint32_t n = 512;
+  const CRawIQ raw = Noise(16, 20000.0, 8'500'000, 19);
+  std::vector<std::uint32_t> sizes;
+  const auto files = WriteSeries(raw, {std::size_t{3'000'001} * 4}, sizes);
+  for (std::uint32_t nOverlap : {0u, 30u}) {
+    CEngine engine(dir / "Settings.xml");
+    ASSERT_TRUE(engine.Run(MakeOptions(files, sizes, kRate, 16, n, ANALYSIS_WINDOW_HANN, nOverlap)));
+    const std::size_t nStep = CAnalysisOptions::StepSamples(n, nOverlap);
+    const std::size_t nRows = 1 + (raw.Samples() - n) / nStep;
+    ASSERT_EQ(engine.rows.rows.size(), nRows) << "overlap " << nOverlap;
+    // Every row whose block touches the buffer's end, and the ones beside them.
+    const std::size_t nBoundary = 8'388'608;
+    for (std::size_t r = (nBoundary - n) / nStep - 1; r <= nBoundary / nStep + 1; ++r)
+      ExpectRowIs(engine.rows.rows[r], raw, r * nStep, n, ANALYSIS_WINDOW_HANN);
+    ExpectRowIs(engine.rows.rows[nRows - 1], raw, (nRows - 1) * nStep, n, ANALYSIS_WINDOW_HANN);
+  }
 }
 
 TEST_F(AnalysisRunTest, AbortKeepsTheRowsAppliedSoFarInOrderAndFinishes) {

@@ -200,6 +200,24 @@ TEST(ProjectFile, RoundTripIsBitExact) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
 }
 
+// Catches rows lost, doubled or misordered where the writer moves from one block of rows
+// to the next.
+TEST(ProjectFile, RowsAcrossTheWritersBlocksComeBackInOrder) {
+  CTempFolder folder;
+  CImageRows rows;
+  const std::size_t nRows = 2 * CProjectFile::kRowsPerWrite + 3;
+  for (std::size_t r = 0; r < nRows; ++r)
+    rows.Append(std::vector<float>(3 + r % 2, static_cast<float>(r)), static_cast<std::uint32_t>(r));
+  std::string strError;
+  ASSERT_TRUE(CProjectFile::Save(SampleOptions(), folder / "p.xml", rows, 4, 100, "", nullptr, strError)) << strError;
+  CAnalysisOptions loaded;
+  CImageRows back;
+  int nWidth = 0, nHeight = 0;
+  std::string strTags;
+  ASSERT_TRUE(CProjectFile::Load(loaded, folder / "p.xml", back, nWidth, nHeight, strTags, nullptr, strError));
+  EXPECT_TRUE(SameBits(rows, back));
+}
+
 // Catches a Count of 0 producing garbage or a failure instead of an empty picture.
 TEST(ProjectFile, EmptyProjectLoadsToNoRows) {
   CTempFolder folder;

@@ -143,8 +143,8 @@ TEST_F(CliTest, EveryCommandHasHelpAndNothingIsWrittenForIt) {
   EXPECT_EQ(v.strOutput.rfind("vexlor-cli ", 0), 0u) << v.strOutput;
 }
 
-// Catches exit codes that differ between commands: 2 for a bad flag or value, 1 for a file
-// that cannot be read.
+// Catches exit codes that differ between commands: 2 for a bad flag or value (nan and inf
+// included), 1 for a file that cannot be read.
 TEST_F(CliTest, ExitCodesAreTheSameInEveryCommand) {
   CTempFolder out;
   const std::string wav = Quote((out / "x.wav").string());
@@ -154,6 +154,9 @@ TEST_F(CliTest, ExitCodesAreTheSameInEveryCommand) {
     int nExit;
   } cases[] = {
       {"demod " + First() + " --freq abc --mode AM -o " + wav, 2},
+      {"demod " + First() + " --freq nan --mode AM -o " + wav, 2},
+      {"demod " + First() + " --freq 7.1M --mode AM --seconds inf -o " + wav, 2},
+      {"demod " + First() + " --freq 7.1M --mode AM --start 1e300 -o " + wav, 2},
       {"play " + First() + " --freq abc --mode AM --device null", 2},
       {"analyse " + First() + " --centre abc --image " + png, 2},
       {"history " + In("x.xml") + " --freq abc", 2},

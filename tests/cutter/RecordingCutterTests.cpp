@@ -266,7 +266,10 @@ TEST(QuantityText, FrequenciesAndTimesInEveryForm) {
     ASSERT_TRUE(ParseFrequencyText(text, hz, strError)) << text;
     EXPECT_DOUBLE_EQ(hz, value) << text;
   }
-  for (const char* bad : {"", "k", "7.1X", "-5k", "12 k Hz x"}) EXPECT_FALSE(ParseFrequencyText(bad, hz, strError)) << bad;
+  // Values that are no number at all, or overflow once scaled, must not reach a
+  // demodulator as "nan Hz".
+  for (const char* bad : {"", "k", "7.1X", "-5k", "12 k Hz x", "nan", "NaN", "inf", "-inf", "1e999", "1e308G"})
+    EXPECT_FALSE(ParseFrequencyText(bad, hz, strError)) << bad;
   EXPECT_NE(strError.find("frequency"), std::string::npos);
 
   double seconds = 0.0;
@@ -275,6 +278,7 @@ TEST(QuantityText, FrequenciesAndTimesInEveryForm) {
     ASSERT_TRUE(ParseRecordingTimeText(text, kDemoStartUtc, seconds, strError)) << text;
     EXPECT_DOUBLE_EQ(seconds, value) << text;
   }
-  for (const char* bad : {"", "12s", "2025-13-01 00:00:00", "noon"})
+  // Seconds beyond the calendar would overflow whole UTC seconds.
+  for (const char* bad : {"", "12s", "2025-13-01 00:00:00", "noon", "nan", "inf", "1e300", "-1e19"})
     EXPECT_FALSE(ParseRecordingTimeText(bad, kDemoStartUtc, seconds, strError)) << bad;
 }
