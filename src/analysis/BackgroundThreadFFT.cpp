@@ -92,6 +92,7 @@ void CBackgroundThreadFFT::BuildState() {
     fault(EEngineFault::Buffer,
           StrFormat("FFT %d> Cannot allocate the work buffers of a %u-point FFT", m_nIndex + 1, m_nFFTSize));
   } else {
+    m_nPlanGeneration = FFTWPlanner::WisdomGeneration();
     m_plan = CFFTWPlanF::Complex(static_cast<int>(m_nFFTSize), m_workB.data(), m_workA.data(), FFTW_FORWARD,
                                  m_nHintInUse);
     if (!m_plan)
@@ -101,6 +102,18 @@ void CBackgroundThreadFFT::BuildState() {
   m_workA.Zero();
   m_workB.Zero();
   m_fReferenceLevel = SpectrumKernel::ReferenceLevel(m_nFFTSize);
+}
+
+void CBackgroundThreadFFT::TakeMeasuredPlan() {
+  // The estimate's measurement (or another) has finished: plan again, which finds the
+  // measured plan in the wisdom when it was this transform's. Neither the estimate nor a
+  // plan from the wisdom touches the work vectors.
+  const std::uint64_t nGeneration = FFTWPlanner::WisdomGeneration();
+  if (nGeneration == m_nPlanGeneration) return;
+  m_nPlanGeneration = nGeneration;
+  if (CFFTWPlanF plan = CFFTWPlanF::Complex(static_cast<int>(m_nFFTSize), m_workB.data(), m_workA.data(),
+                                            FFTW_FORWARD, m_nHintInUse))
+    m_plan = std::move(plan);
 }
 
 void CBackgroundThreadFFT::ReleaseState() {
@@ -146,6 +159,7 @@ void CBackgroundThreadFFT::Transform(CSampleBlock& block, CMessageTarget* pReply
   for (std::size_t b = 0; b < nBlocks; ++b, p += block.m_nStepBytes, ++nRow) {
     if (AppState::bShuttingDown) return;
     auto pRow = std::make_unique<CRowRecord>(n, &m_rowStorage);
+    if (bCanTransform && m_plan.IsProvisional()) TakeMeasuredPlan();
     if (bCanTransform) {
       // Converted, exchanged and windowed straight into the transform's input.
       ConvertSamples(p, format);

@@ -41,6 +41,8 @@ class CBackgroundThreadFFT final : public CBackgroundThreadBase {
  private:
   void BuildState();
   void ReleaseState();
+  // Replaces a provisional plan by the measured one once it is in the wisdom.
+  void TakeMeasuredPlan();
   void Transform(CSampleBlock& block, CMessageTarget* pReplyWnd);
   void ConvertSamples(const std::uint8_t* pBlock, const BlockConversion::SBlockFormat& format);
 
@@ -57,6 +59,7 @@ class CBackgroundThreadFFT final : public CBackgroundThreadBase {
   const float* m_pWindow = nullptr;  // shared, owned by the controller
   CAnalysisTimeSplit* m_pTimeSplit = nullptr;
   CFFTWPlanF m_plan;
+  std::uint64_t m_nPlanGeneration = 0;  // of the wisdom when the plan was made
   // Row records go out with every FFT block and come back freed by the controller; their
   // storage is reused instead of being faulted in afresh for every row.
   CBlockCache m_rowStorage{8};

@@ -652,6 +652,12 @@ void CMainFrame::CreatePlayerActions() {
             &CMainFrame::OnPlay);
   AddAction("PauseResume", "P&ause", QKeySequence(Qt::Key_Space), "Pause or resume play", &CMainFrame::OnPauseResume);
   AddAction("Stop", "&Stop", QKeySequence(Qt::Key_F8), "Stop play", &CMainFrame::OnStop);
+  QAction* pRepeat = AddAction("Repeat", "&Repeat", QKeySequence(),
+                               "Play the repeat range over and over, or the whole recording", nullptr);
+  pRepeat->setCheckable(true);
+  pRepeat->setChecked(m_pPlayer->Repeat());
+  connect(pRepeat, &QAction::toggled, m_pPlayer, &CPlayerController::SetRepeat);
+  m_pView->SetPlayerOverlay(m_pPlayerOverlay.get(), pRepeat);
   Action("Play")->setIcon(style()->standardIcon(QStyle::SP_MediaPlay));
   Action("PauseResume")->setIcon(style()->standardIcon(QStyle::SP_MediaPause));
   Action("Stop")->setIcon(style()->standardIcon(QStyle::SP_MediaStop));
@@ -667,6 +673,8 @@ void CMainFrame::CreatePlayerActions() {
     pMenu->addAction(Action(psz));
     pBar->addAction(Action(psz));
   }
+  pMenu->addSeparator();
+  pMenu->addAction(pRepeat);
 }
 
 QWidget* CMainFrame::CreatePlayerPane() {
@@ -704,6 +712,10 @@ void CMainFrame::ConnectPlayer() {
 
 void CMainFrame::UpdatePlayerCommands() {
   const bool bPlaying = m_pPlayer->IsPlaying();
+  if (Action("Repeat")->isChecked() != m_pPlayer->Repeat()) {
+    const QSignalBlocker block(Action("Repeat"));
+    Action("Repeat")->setChecked(m_pPlayer->Repeat());
+  }
   Action("PauseResume")->setEnabled(bPlaying);
   Action("Stop")->setEnabled(bPlaying);
   Action("PauseResume")->setText(m_pPlayer->IsPaused() ? "Res&ume" : "P&ause");

@@ -8,13 +8,14 @@
 #include "core/Log.h"
 #include "dsp/DSPDemodMain.h"
 #include "persist/MySettingsStore.h"
+#include "player/AudioBackendWithNull.h"
 #include "player/AudioRecorder.h"
 
 CPlayerController::CPlayerController(CMySettingsStore& settings, CAnalysisSession& document, QObject* pParent)
     : QObject(pParent),
       m_settings(settings),
       m_document(document),
-      m_pSession(std::make_unique<CPlayerSession>(CreateAudioBackend(AudioBackendChoiceFromEnvironment()))) {
+      m_pSession(std::make_unique<CPlayerSession>(CreateAudioBackendWithNull(AudioBackendChoiceFromEnvironment()))) {
   m_pSession->LoadOptions(settings);
   m_pSession->SetLogFunction([this](const std::string& strLine) { OnLogLine(strLine); });
   // The session tells of news on the player thread; one queued poll at a time wakes the GUI.
@@ -196,6 +197,21 @@ void CPlayerController::SetPassBand(int nLowHz, int nHighHz) {
   m_pSession->SetPassBand(nLowHz, nHighHz);
   SaveOptions();
   emit TuningChanged();
+}
+
+void CPlayerController::SetSquelch(bool bEnable, int nLevel) {
+  m_pSession->SetSquelch(bEnable, nLevel);
+  SaveOptions();
+}
+
+void CPlayerController::SetNoiseBlanker(bool bEnable) {
+  m_pSession->SetNoiseBlanker(bEnable);
+  SaveOptions();
+}
+
+void CPlayerController::SetNoiseReduction(int nMethod) {
+  m_pSession->SetNoiseReduction(nMethod);
+  SaveOptions();
 }
 
 void CPlayerController::SetVolume(int nPercent) {

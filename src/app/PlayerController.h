@@ -32,6 +32,7 @@ class CPlayerController final : public QObject {
 
   CPlayerSession& Session() { return *m_pSession; }
   const CPlayerOptions& Options() const { return m_pSession->Options(); }
+  // The output devices: the sound card's and the silent null-clock device.
   std::vector<CPlaybackDevice> Devices();
 
   // The commands. Play starts at the start of the analysed range; false (after
@@ -59,6 +60,9 @@ class CPlayerController final : public QObject {
   void SetDevice(std::uint32_t nDeviceID, const std::string& strName);
   void SetMode(int nMode);
   void SetPassBand(int nLowHz, int nHighHz);
+  void SetSquelch(bool bEnable, int nLevel);
+  void SetNoiseBlanker(bool bEnable);
+  void SetNoiseReduction(int nMethod);
   void SetVolume(int nPercent);
   void SetMute(bool bMute);
   bool Mute() const { return m_bMute; }

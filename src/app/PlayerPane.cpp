@@ -60,7 +60,8 @@ CPlayerPane::CPlayerPane(CPlayerController& player, QAction* pPlay, QAction* pPa
     if (p) pTransport->addWidget(ActionButton(p, this));
   m_pRepeat = new QCheckBox("Repeat", this);
   m_pRepeat->setObjectName("PlayerRepeat");
-  m_pRepeat->setToolTip("Play the repeat range (Shift+drag in the picture) over and over, or the whole recording");
+  m_pRepeat->setToolTip(
+      "Play the repeat range (Shift+drag or the context menu in the picture) over and over, or the whole recording");
   m_pRepeat->setChecked(player.Repeat());
   connect(m_pRepeat, &QCheckBox::toggled, &player, &CPlayerController::SetRepeat);
   pTransport->addWidget(m_pRepeat);
@@ -104,8 +105,11 @@ QWidget* CPlayerPane::CreateOptions() {
   m_pDevice->setToolTip("The sound card output the player plays on");
   for (const CPlaybackDevice& device : m_player.Devices())
     m_pDevice->addItem(QString::fromStdString(device.m_strName), device.m_nDeviceID);
-  const int nDevice = m_pDevice->findData(options.m_nOutputID);
-  if (nDevice >= 0) m_pDevice->setCurrentIndex(nDevice);
+  // The saved device stays shown when it is not in the list now (the system's default
+  // output, a card unplugged): choosing another is then a deliberate change.
+  if (m_pDevice->findData(options.m_nOutputID) < 0)
+    m_pDevice->insertItem(0, QString::fromStdString(options.m_strOutputName), options.m_nOutputID);
+  m_pDevice->setCurrentIndex(m_pDevice->findData(options.m_nOutputID));
   connect(m_pDevice, &QComboBox::activated, this, [this](int i) {
     m_player.SetDevice(m_pDevice->itemData(i).toUInt(), m_pDevice->itemText(i).toStdString());
   });
@@ -145,6 +149,41 @@ QWidget* CPlayerPane::CreateOptions() {
   pFilter->addWidget(m_pFilterHigh);
   pFilter->addWidget(m_pDefaultBand);
   pForm->addRow("Filter", pFilter);
+
+  auto* pSquelch = new QHBoxLayout;
+  m_pSquelch = new QCheckBox("On", pBox);
+  m_pSquelch->setObjectName("PlayerSquelch");
+  m_pSquelch->setToolTip("Mute the audio while the channel holds only noise");
+  m_pSquelch->setChecked(options.m_bSquelchEnable);
+  m_pSquelchLevel = new QSpinBox(pBox);
+  m_pSquelchLevel->setObjectName("PlayerSquelchLevel");
+  m_pSquelchLevel->setRange(0, 100);
+  m_pSquelchLevel->setPrefix("level ");
+  m_pSquelchLevel->setKeyboardTracking(false);
+  m_pSquelchLevel->setValue(options.m_nSquelchLevel);
+  m_pSquelchLevel->setToolTip("The channel level that opens the squelch: higher needs a stronger signal");
+  const auto applySquelch = [this] { m_player.SetSquelch(m_pSquelch->isChecked(), m_pSquelchLevel->value()); };
+  connect(m_pSquelch, &QCheckBox::toggled, this, applySquelch);
+  connect(m_pSquelchLevel, &QSpinBox::valueChanged, this, applySquelch);
+  pSquelch->addWidget(m_pSquelch);
+  pSquelch->addWidget(m_pSquelchLevel, 1);
+  pForm->addRow("Squelch", pSquelch);
+
+  auto* pNoise = new QHBoxLayout;
+  m_pNoiseBlanker = new QCheckBox("Blanker", pBox);
+  m_pNoiseBlanker->setObjectName("PlayerNoiseBlanker");
+  m_pNoiseBlanker->setToolTip("Blank impulse noise (ignition, switching spikes) before the channel filter");
+  m_pNoiseBlanker->setChecked(options.m_bNoiseBlanker);
+  connect(m_pNoiseBlanker, &QCheckBox::toggled, &m_player, &CPlayerController::SetNoiseBlanker);
+  m_pNoiseReduction = new QComboBox(pBox);
+  m_pNoiseReduction->setObjectName("PlayerNoiseReduction");
+  m_pNoiseReduction->setToolTip("Noise reduction of the demodulated audio");
+  m_pNoiseReduction->addItems({"No reduction", "Ephraim-Malah", "FIR LMS", "Spectral subtraction"});
+  m_pNoiseReduction->setCurrentIndex(options.m_nNoiseReduction);
+  connect(m_pNoiseReduction, &QComboBox::activated, &m_player, &CPlayerController::SetNoiseReduction);
+  pNoise->addWidget(m_pNoiseBlanker);
+  pNoise->addWidget(m_pNoiseReduction, 1);
+  pForm->addRow("Noise", pNoise);
 
   auto* pVolume = new QHBoxLayout;
   m_pVolume = new QSlider(Qt::Horizontal, pBox);

@@ -2,8 +2,8 @@
 // CPlayerPane: the "Player" pane. From the top: the transport (Play, Pause/Resume, Stop,
 // Repeat) and what plays, the tuning bar, the spectrum scope of the channel, the player's
 // waterfall of the band, the option grid (output device, mode, filter edges with the
-// mode's default band one click away, volume and mute, display lines per second,
-// frequency snap and its step) and the recorder (WAV or MP3, folder, start/stop, time and
+// mode's default band one click away, squelch and its level, noise blanker and noise
+// reduction, volume and mute, display lines per second, frequency snap and its step) and the recorder (WAV or MP3, folder, start/stop, time and
 // file). Every change goes to the controller at once, also while playing.
 
 #include <QWidget>
@@ -35,6 +35,10 @@ class CPlayerPane final : public QWidget {
   QSpinBox* FilterLow() const { return m_pFilterLow; }
   QSpinBox* FilterHigh() const { return m_pFilterHigh; }
   QPushButton* DefaultBandButton() const { return m_pDefaultBand; }
+  QCheckBox* SquelchEnable() const { return m_pSquelch; }
+  QSpinBox* SquelchLevel() const { return m_pSquelchLevel; }
+  QCheckBox* NoiseBlanker() const { return m_pNoiseBlanker; }
+  QComboBox* NoiseReduction() const { return m_pNoiseReduction; }
   QSlider* Volume() const { return m_pVolume; }
   QCheckBox* Mute() const { return m_pMute; }
   QSpinBox* LinesPerSecond() const { return m_pLines; }
@@ -65,6 +69,10 @@ class CPlayerPane final : public QWidget {
   QSpinBox* m_pFilterLow = nullptr;
   QSpinBox* m_pFilterHigh = nullptr;
   QPushButton* m_pDefaultBand = nullptr;
+  QCheckBox* m_pSquelch = nullptr;
+  QSpinBox* m_pSquelchLevel = nullptr;
+  QCheckBox* m_pNoiseBlanker = nullptr;
+  QComboBox* m_pNoiseReduction = nullptr;
   QSlider* m_pVolume = nullptr;
   QLabel* m_pVolumeText = nullptr;
   QCheckBox* m_pMute = nullptr;

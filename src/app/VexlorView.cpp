@@ -315,10 +315,7 @@ void CVexlorView::mouseMoveEvent(QMouseEvent* pEvent) {
   }
   int nX = 0, nY = 0;
   if (m_bRangeDrag && m_pPlayerOverlay) {
-    const QPoint pt = pEvent->position().toPoint();
-    PicturePixelAt(QPoint(PictureArea().center().x(), std::clamp(pt.y(), PictureArea().top(), PictureArea().bottom())),
-                   nX, nY);
-    m_pPlayerOverlay->SetDrag(m_tRangeFrom, m_pSession->Click(nX, nY).m_tTime);
+    m_pPlayerOverlay->SetDrag(m_tRangeFrom, TimeAtViewportY(pEvent->position().toPoint().y()));
     viewport()->update();
   }
   if (PicturePixelAt(pEvent->position().toPoint(), nX, nY))
@@ -361,13 +358,9 @@ void CVexlorView::mouseReleaseEvent(QMouseEvent* pEvent) {
   if (pEvent->button() != Qt::LeftButton) return;
   if (m_bRangeDrag) {
     m_bRangeDrag = false;
-    int nX = 0, nY = 0;
-    const QPoint pt = pEvent->position().toPoint();
-    PicturePixelAt(QPoint(PictureArea().center().x(), std::clamp(pt.y(), PictureArea().top(), PictureArea().bottom())),
-                   nX, nY);
     if (m_pPlayerOverlay) m_pPlayerOverlay->ClearDrag();
     viewport()->update();
-    emit RangeSelected(m_tRangeFrom, m_pSession->Click(nX, nY).m_tTime);
+    emit RangeSelected(m_tRangeFrom, TimeAtViewportY(pEvent->position().toPoint().y()));
     return;
   }
   if (!m_bTagDrag) return;
@@ -387,7 +380,34 @@ void CVexlorView::contextMenuEvent(QContextMenuEvent* pEvent) {
   QMenu menu(this);
   menu.addAction("Signal history here\tCtrl+click", this, [this, nX] { emit HistoryRequested(nX); });
   menu.addAction("Tag a rectangle...\tAlt+drag", this, &CVexlorView::BeginTagRectangle);
+  if (m_pPlayerOverlay) {
+    menu.addSeparator();
+    const double tHere = m_pSession->Click(nX, nY).m_tTime;
+    menu.addAction(QString("Set repeat range here (%1 s)\tShift+drag").arg(kRepeatHereSeconds), this,
+                   [this, tHere] { SelectRangeFrom(tHere); });
+    menu.addAction("Set repeat range to the visible time", this, [this] {
+      const QRect rc = PictureArea();
+      emit RangeSelected(TimeAtViewportY(rc.top()), TimeAtViewportY(rc.bottom()));
+    });
+    if (m_pRepeatAction) menu.addAction(m_pRepeatAction);
+  }
   menu.exec(pEvent->globalPos());
+}
+
+double CVexlorView::TimeAtViewportY(int nViewportY) const {
+  const QRect rc = PictureArea();
+  const double dY = (std::clamp(nViewportY, rc.top(), rc.bottom()) - rc.top() + verticalScrollBar()->value()) / Zoom();
+  const int nY = std::clamp(static_cast<int>(std::floor(dY)), 0, std::max(0, m_pSession->Height() - 1));
+  return m_pSession->Click(0, nY).m_tTime;
+}
+
+void CVexlorView::SelectRangeFrom(double tUtc) {
+  const double tTop = m_pSession->Click(0, 0).m_tTime;
+  const double tBottom = m_pSession->Click(0, std::max(0, m_pSession->Height() - 1)).m_tTime;
+  const double tFirst = std::min(tTop, tBottom);
+  const double tLast = std::max(tTop, tBottom);
+  const double tEnd = std::min(tUtc + kRepeatHereSeconds, tLast);
+  emit RangeSelected(std::max(tFirst, std::min(tUtc, tEnd - kRepeatHereSeconds)), tEnd);
 }
 
 void CVexlorView::BeginTagRectangle() {

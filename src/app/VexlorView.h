@@ -80,15 +80,21 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   // The rectangle the picture occupies in the viewport.
   QRect PictureArea() const;
 
-  // The player: drawn over the picture; a Shift+drag selects a time range.
-  void SetPlayerOverlay(CPlayerOverlay* pOverlay) { m_pPlayerOverlay = pOverlay; }
+  // The player: drawn over the picture; a Shift+drag or the context menu selects a time
+  // range, and the context menu holds the repeat switch (pRepeat, may be null).
+  static constexpr double kRepeatHereSeconds = 10.0;  // "Set repeat range here"
+  void SetPlayerOverlay(CPlayerOverlay* pOverlay, QAction* pRepeat = nullptr) {
+    m_pPlayerOverlay = pOverlay;
+    m_pRepeatAction = pRepeat;
+  }
 
  signals:
   void TitleChanged(const QString& strTitle);
   // The point under the mouse (bInside false: none) and a click's point.
   void PointChanged(bool bInside, const CPictureClick& click);
   void PointClicked(const CPictureClick& click);
-  // A time range dragged with Shift (UTC seconds, in the order dragged).
+  // A time range dragged with Shift or chosen in the context menu (UTC seconds, in either
+  // order).
   void RangeSelected(double tFromUtc, double tToUtc);
   void RunStateChanged(bool bBusy);
   // "Signal history here" or Ctrl+click on a picture column.
@@ -123,6 +129,10 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   double ViewX(double dPictureX) const;
   double ViewY(double dPictureY) const;
   CPictureAnnotations::SMapping Mapping() const;
+  // The recording time (UTC) of the picture row at a viewport y, held within the picture.
+  double TimeAtViewportY(int nViewportY) const;
+  // The range of kRepeatHereSeconds from tUtc, moved back where the picture ends sooner.
+  void SelectRangeFrom(double tUtc);
 
   CVexlorApp& m_app;
   CQtMessageTarget m_target;
@@ -139,6 +149,7 @@ class CVexlorView final : public QAbstractScrollArea, private IAnalysisSessionLi
   bool m_bHaveMark = false;
   QPoint m_ptMark;  // the last click, in picture pixels
   CPlayerOverlay* m_pPlayerOverlay = nullptr;
+  QAction* m_pRepeatAction = nullptr;
   bool m_bRangeDrag = false;
   double m_tRangeFrom = 0.0;  // UTC seconds where the Shift+drag began
   // A tag's rectangle being dragged (picture pixels), or armed by BeginTagRectangle.

@@ -19,6 +19,7 @@
 #include <chrono>
 #include <cstdarg>
 #include <cstdint>
+#include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -116,7 +117,8 @@ class CQueueThread : public CThinThread {
   }
   // Queues a marker and polls every 10 ms until the queue is empty, the thread is not
   // running (a thread that never started or has ended will not empty its queue), or
-  // timeoutMs has passed (0: no limit). True when the queue was emptied.
+  // timeoutMs has passed (0: no limit). True when the queue was emptied. A poll's wait ends
+  // early when the worker empties its queue, so waiting on an idle worker costs nothing.
   bool WaitUntilIdle(int timeoutMs) {
     if (!IsRunning()) return QueueLength() == 0;
     QueuePacket(TPacket::MakeSync());
@@ -125,7 +127,10 @@ class CQueueThread : public CThinThread {
       if (QueueLength() == 0) return true;
       if (!IsRunning()) return false;
       if (timeoutMs != 0 && nWaited >= timeoutMs) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      {
+        std::unique_lock lock(m_lock);
+        m_drained.wait_for(lock, std::chrono::milliseconds(10), [this] { return m_queue.empty(); });
+      }
       nWaited += 10;
     }
   }
@@ -214,6 +219,7 @@ class CQueueThread : public CThinThread {
         m_queue.pop_front();
         ReportQueueSize(nBefore);
         m_bProcessing = true;
+        if (m_queue.empty()) m_drained.notify_all();
       }
       if (!pPacket->IsCancelled()) {
         if (pPacket->Code() == TPacket::kPriorityCode)
@@ -247,6 +253,7 @@ class CQueueThread : public CThinThread {
 
   std::string m_strThreadName;
   mutable std::mutex m_lock;
+  std::condition_variable m_drained;  // the queue has been emptied
   std::deque<std::unique_ptr<TPacket>> m_queue;
   int m_nQueueLength = 0;
   int m_nPeakQueueLength = 0;

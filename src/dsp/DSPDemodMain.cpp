@@ -259,6 +259,13 @@ void CDSPDemodMain::SetNoiseBlanker(bool enabled, double thresholdLevel, double 
   m_noiseBlanker.SetEnabled(enabled);
 }
 
+void CDSPDemodMain::SetNoiseSettings(const CDemodNoiseSettings& settings) {
+  SetNoiseReduction(settings.m_nNoiseReduction);
+  SetNoiseBlanker(settings.m_bNoiseBlanker);
+  SetSquelch(settings.m_nSquelch >= 0, settings.m_nSquelch >= 0 ? settings.m_nSquelch : m_nSquelchLevel,
+             m_bSquelchAutomatic, m_bSquelchTrigger);
+}
+
 void CDSPDemodMain::SetLineEnhancer(bool enabled, int outputSelection) {
   m_lineEnhancer.SetEnabled(enabled);
   m_lineEnhancer.SetOutputSelection(outputSelection);

@@ -42,6 +42,13 @@ enum class EPassBand {
   eSymmetric,  // -H .. +H
 };
 
+// The listening aids a player or a demodulation run switches on, as one set.
+struct CDemodNoiseSettings {
+  int m_nSquelch = -1;         // level 0-100, -1 off
+  bool m_bNoiseBlanker = false;
+  int m_nNoiseReduction = 0;   // 0 off, 1 Ephraim-Malah, 2 FIR LMS, 3 spectral subtraction
+};
+
 class CDSPDemodMain {
  public:
   static constexpr int kBufferSize = 65536;
@@ -98,6 +105,8 @@ class CDSPDemodMain {
   int NoiseReduction() const { return m_nNoiseReduction; }
   // Noise blanker on the IF samples (see CDSPNoiseBlankerAlt::Setup for the level).
   void SetNoiseBlanker(bool enabled, double thresholdLevel = 10.0, double blankTimeUs = 500.0);
+  // Squelch, noise blanker and noise reduction at once; a squelch of -1 switches it off.
+  void SetNoiseSettings(const CDemodNoiseSettings& settings);
   // Adaptive line enhancer on the demodulated audio of all but the CW modes. outputSelection
   // 1 keeps tones and suppresses noise, 0 removes tones (carriers, whistles).
   void SetLineEnhancer(bool enabled, int outputSelection = 1);

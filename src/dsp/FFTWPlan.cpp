@@ -1,7 +1,16 @@
 #include "dsp/FFTWPlan.h"
 
+#include <pthread.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <fstream>
+#include <functional>
+#include <set>
+#include <thread>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -63,27 +72,118 @@ void SaveWisdomLocked() {
     LogF("FFT planner> Cannot write %s", FFTWPlanner::WisdomPath().c_str());
 }
 
-// Plans under the lock by hint: estimate (with wisdom), or wisdom and else a measured plan
-// within the hint's time limit. planWith(flags) makes one plan.
+// Measures transforms on a thread of its own, one after another, each under the planner
+// lock, and adds them to the wisdom file. Made at the first request and never destroyed:
+// the exit handler waits for it, and nothing it uses is destroyed before that.
+class CMeasuringThread {
+ public:
+  static CMeasuringThread& Instance() {
+    static CMeasuringThread* const pInstance = new CMeasuringThread;
+    return *pInstance;
+  }
+
+  // Measures a problem once per process; key names it.
+  void Queue(const std::string& strKey, std::function<void()> measure) {
+    std::lock_guard lock(m_mutex);
+    if (!m_keys.insert(strKey).second) return;
+    m_jobs.push_back(std::move(measure));
+    if (!m_bStarted) {
+      m_bStarted = true;
+      std::atexit([] { CMeasuringThread::Instance().Finish(); });
+      std::thread([this] { Run(); }).detach();
+    }
+    m_wake.notify_one();
+  }
+
+  void Finish() {
+    std::unique_lock lock(m_mutex);
+    m_idle.wait(lock, [this] { return m_jobs.empty() && !m_bBusy; });
+  }
+
+  std::uint64_t Generation() const { return m_nGeneration.load(std::memory_order_acquire); }
+
+  // Every problem may be measured again (the wisdom was forgotten).
+  void ForgetMeasured() {
+    Finish();
+    std::lock_guard lock(m_mutex);
+    m_keys.clear();
+  }
+
+ private:
+  void Run() {
+    pthread_setname_np(pthread_self(), "FFT planner");
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+      m_wake.wait(lock, [this] { return !m_jobs.empty(); });
+      std::function<void()> measure = std::move(m_jobs.front());
+      m_jobs.pop_front();
+      m_bBusy = true;
+      lock.unlock();
+      {
+        std::lock_guard planner(FFTWPlannerLock());
+        LoadWisdomLocked();
+        measure();
+        SaveWisdomLocked();
+      }
+      m_nGeneration.fetch_add(1, std::memory_order_release);
+      lock.lock();
+      m_bBusy = false;
+      m_idle.notify_all();
+    }
+  }
+
+  std::mutex m_mutex;
+  std::condition_variable m_wake;
+  std::condition_variable m_idle;
+  std::deque<std::function<void()>> m_jobs;
+  std::set<std::string> m_keys;
+  bool m_bStarted = false;
+  bool m_bBusy = false;
+  std::atomic<std::uint64_t> m_nGeneration{0};
+};
+
+// Plans under the lock by hint: estimate (with wisdom), or wisdom and else a plan made
+// now and a better one measured: for FFT_PLAN_FAST the estimate now and a full measurement
+// in the background (when the transform has a measure: it plans the same problem on
+// arrays of its own, under the lock), for FFT_PLAN_BEST a patient plan within its time
+// limit. planWith(flags) makes one plan. Returns the plan and whether it is provisional.
 template <class Plan, class Planner, class SetTimeLimit>
-Plan MakePlan(int nHint, Planner planWith, SetTimeLimit setTimeLimit) {
+std::pair<Plan, bool> MakePlan(int nHint, Planner planWith, SetTimeLimit setTimeLimit, const std::string& strKey,
+                               std::function<void()> measure) {
   std::lock_guard lock(FFTWPlannerLock());
   LoadWisdomLocked();
-  if (nHint != FFT_PLAN_FAST && nHint != FFT_PLAN_BEST) return planWith(FFTW_ESTIMATE);
+  if (nHint != FFT_PLAN_FAST && nHint != FFT_PLAN_BEST) return {planWith(FFTW_ESTIMATE), false};
   const unsigned nRigour = nHint == FFT_PLAN_BEST ? FFTW_PATIENT : FFTW_MEASURE;
-  if (Plan plan = planWith(nRigour | FFTW_WISDOM_ONLY)) return plan;
+  if (Plan plan = planWith(nRigour | FFTW_WISDOM_ONLY)) return {plan, false};
+  if (nHint == FFT_PLAN_FAST && measure) {
+    CMeasuringThread::Instance().Queue(strKey, std::move(measure));
+    return {planWith(FFTW_ESTIMATE), true};
+  }
   setTimeLimit(nHint == FFT_PLAN_BEST ? FFTWPlanner::kBestTimeLimit : FFTWPlanner::kFastTimeLimit);
   Plan plan = planWith(nRigour);
   setTimeLimit(FFTW_NO_TIMELIMIT);
   if (plan) SaveWisdomLocked();
-  return plan;
+  return {plan, false};
+}
+
+// The measurement of a transform of n complex floats, forward or backward, out of place
+// (in place when bInPlace), on fresh aligned arrays as the callers' are.
+std::function<void()> MeasureComplexF(int n, int sign, bool bInPlace) {
+  return [n, sign, bInPlace] {
+    CAlignedVector<float> a(2 * static_cast<std::size_t>(n));
+    CAlignedVector<float> b(bInPlace ? 0 : 2 * static_cast<std::size_t>(n));
+    auto* pIn = reinterpret_cast<fftwf_complex*>(a.data());
+    auto* pOut = bInPlace ? pIn : reinterpret_cast<fftwf_complex*>(b.data());
+    if (fftwf_plan plan = fftwf_plan_dft_1d(n, pIn, pOut, sign, FFTW_MEASURE)) fftwf_destroy_plan(plan);
+  };
 }
 
 }  // namespace
 
 std::mutex& FFTWPlannerLock() {
-  static std::mutex lock;
-  return lock;
+  // Never destroyed: the measuring thread may hold it while the process exits.
+  static std::mutex* const pLock = new std::mutex;
+  return *pLock;
 }
 
 namespace FFTWPlanner {
@@ -97,6 +197,7 @@ bool HasWisdom() {
 }
 
 void ForgetWisdom() {
+  CMeasuringThread::Instance().ForgetMeasured();
   std::lock_guard lock(FFTWPlannerLock());
   fftwf_forget_wisdom();
   fftw_forget_wisdom();
@@ -107,11 +208,18 @@ void ForgetWisdom() {
 
 int DefaultHint() { return t_nDefaultHint; }
 
+std::uint64_t WisdomGeneration() { return CMeasuringThread::Instance().Generation(); }
+
+void FinishMeasurements() { CMeasuringThread::Instance().Finish(); }
+
 bool PlanAnalysisSize(std::uint32_t nSize, int nHint) {
   CAlignedVector<float> aIn(2 * std::size_t{nSize});
   CAlignedVector<float> aOut(2 * std::size_t{nSize});
   if (nSize == 0 || aIn.empty() || aOut.empty()) return false;
-  return static_cast<bool>(CFFTWPlanF::Complex(static_cast<int>(nSize), aIn.data(), aOut.data(), FFTW_FORWARD, nHint));
+  const bool bPlanned =
+      static_cast<bool>(CFFTWPlanF::Complex(static_cast<int>(nSize), aIn.data(), aOut.data(), FFTW_FORWARD, nHint));
+  FinishMeasurements();
+  return bPlanned;
 }
 
 }  // namespace FFTWPlanner
@@ -127,6 +235,7 @@ CFFTWPlanF& CFFTWPlanF::operator=(CFFTWPlanF&& other) noexcept {
   if (this != &other) {
     Reset();
     m_plan = std::exchange(other.m_plan, nullptr);
+    m_bProvisional = std::exchange(other.m_bProvisional, false);
   }
   return *this;
 }
@@ -136,6 +245,7 @@ void CFFTWPlanF::Reset() {
   std::lock_guard guard(FFTWPlannerLock());
   fftwf_destroy_plan(m_plan);
   m_plan = nullptr;
+  m_bProvisional = false;
 }
 
 CFFTWPlanF CFFTWPlanF::Complex(int n, std::complex<float>* in, std::complex<float>* out, int sign, int nHint) {
@@ -143,27 +253,28 @@ CFFTWPlanF CFFTWPlanF::Complex(int n, std::complex<float>* in, std::complex<floa
 }
 
 CFFTWPlanF CFFTWPlanF::Complex(int n, float* in, float* out, int sign, int nHint) {
+  const bool bInPlace = in == out;
   return CFFTWPlanF(MakePlan<fftwf_plan>(
       nHint,
       [&](unsigned flags) {
         return fftwf_plan_dft_1d(n, reinterpret_cast<fftwf_complex*>(in), reinterpret_cast<fftwf_complex*>(out), sign,
                                  flags);
       },
-      fftwf_set_timelimit));
+      fftwf_set_timelimit, StrFormat("c2c f %d %d %d", n, sign, bInPlace ? 1 : 0), MeasureComplexF(n, sign, bInPlace)));
 }
 
 CFFTWPlanF CFFTWPlanF::ComplexToReal(int n, std::complex<float>* in, float* out, int nHint) {
   return CFFTWPlanF(MakePlan<fftwf_plan>(
       nHint,
       [&](unsigned flags) { return fftwf_plan_dft_c2r_1d(n, reinterpret_cast<fftwf_complex*>(in), out, flags); },
-      fftwf_set_timelimit));
+      fftwf_set_timelimit, std::string(), nullptr));
 }
 
 CFFTWPlanF CFFTWPlanF::RealToComplex(int n, float* in, std::complex<float>* out, int nHint) {
   return CFFTWPlanF(MakePlan<fftwf_plan>(
       nHint,
       [&](unsigned flags) { return fftwf_plan_dft_r2c_1d(n, in, reinterpret_cast<fftwf_complex*>(out), flags); },
-      fftwf_set_timelimit));
+      fftwf_set_timelimit, std::string(), nullptr));
 }
 
 // ---- Double precision -----------------------------------------------------------------
@@ -174,6 +285,7 @@ CFFTWPlanD& CFFTWPlanD::operator=(CFFTWPlanD&& other) noexcept {
   if (this != &other) {
     Reset();
     m_plan = std::exchange(other.m_plan, nullptr);
+    m_bProvisional = std::exchange(other.m_bProvisional, false);
   }
   return *this;
 }
@@ -183,6 +295,7 @@ void CFFTWPlanD::Reset() {
   std::lock_guard guard(FFTWPlannerLock());
   fftw_destroy_plan(m_plan);
   m_plan = nullptr;
+  m_bProvisional = false;
 }
 
 CFFTWPlanD CFFTWPlanD::Complex(int n, std::complex<double>* in, std::complex<double>* out, int sign, int nHint) {
@@ -192,5 +305,5 @@ CFFTWPlanD CFFTWPlanD::Complex(int n, std::complex<double>* in, std::complex<dou
         return fftw_plan_dft_1d(n, reinterpret_cast<fftw_complex*>(in), reinterpret_cast<fftw_complex*>(out), sign,
                                 flags);
       },
-      fftw_set_timelimit));
+      fftw_set_timelimit, std::string(), nullptr));
 }

@@ -11,10 +11,16 @@
 // Every plan first imports the wisdom file (once per process), whatever its hint, so even
 // an estimated plan takes what earlier runs measured. The hints:
 //   FFT_PLAN_ESTIMATE (0)  wisdom when there is some, else FFTW's estimate; never measures.
-//   FFT_PLAN_FAST (1)      wisdom, else measured (FFTW_MEASURE) within kFastTimeLimit.
+//   FFT_PLAN_FAST (1)      wisdom, else FFTW's estimate at once, while the same transform is
+//                          measured (FFTW_MEASURE, no time limit) on the planner's own
+//                          background thread and added to the wisdom: the next plan of it
+//                          is a measured one. (Measuring within a short time limit gave
+//                          plans no faster than the estimate; a full measurement of a 1 M
+//                          point transform takes seconds, which a run should not wait for.)
 //   FFT_PLAN_BEST (2)      patient wisdom, else FFTW_PATIENT within kBestTimeLimit.
 // Measured plans add to the wisdom file (written atomically). The hint values are those of
-// the analysis's FFT hint setting.
+// the analysis's FFT hint setting. A plan that awaits its measurement is provisional: its
+// holder may plan again once WisdomGeneration() has moved on, and gets the measured plan.
 //
 // A plan made without a hint takes the calling thread's default: FFT_PLAN_ESTIMATE, so a
 // chain that rebuilds during play never holds up the audio, unless a CFFTPlanningScope on
@@ -56,8 +62,15 @@ void ForgetWisdom();
 // The hint of plans made without one, on the calling thread.
 int DefaultHint();
 
+// Counts the background measurements finished in this process.
+std::uint64_t WisdomGeneration();
+// Waits until every background measurement asked for has finished and is in the wisdom
+// file. Also run at exit, so that what a short run asked for is measured for the next.
+void FinishMeasurements();
+
 // Plans the analysis's transform of nSize points (forward, complex, out of place) with
-// nHint (FFT_PLAN_FAST or FFT_PLAN_BEST), adding what is measured to the wisdom file.
+// nHint (FFT_PLAN_FAST or FFT_PLAN_BEST) and waits for its measurement, adding what is
+// measured to the wisdom file.
 // False when no plan could be made.
 bool PlanAnalysisSize(std::uint32_t nSize, int nHint);
 
@@ -81,7 +94,8 @@ class CFFTWPlanF {
   ~CFFTWPlanF();
   CFFTWPlanF(const CFFTWPlanF&) = delete;
   CFFTWPlanF& operator=(const CFFTWPlanF&) = delete;
-  CFFTWPlanF(CFFTWPlanF&& other) noexcept : m_plan(std::exchange(other.m_plan, nullptr)) {}
+  CFFTWPlanF(CFFTWPlanF&& other) noexcept
+      : m_plan(std::exchange(other.m_plan, nullptr)), m_bProvisional(std::exchange(other.m_bProvisional, false)) {}
   CFFTWPlanF& operator=(CFFTWPlanF&& other) noexcept;
 
   // Complex-to-complex of size n; sign FFTW_FORWARD or FFTW_BACKWARD; no scaling.
@@ -95,6 +109,8 @@ class CFFTWPlanF {
   static CFFTWPlanF RealToComplex(int n, float* in, std::complex<float>* out, int nHint = FFTWPlanner::DefaultHint());
 
   explicit operator bool() const { return m_plan != nullptr; }
+  // Made by the estimate while its measurement runs in the background.
+  bool IsProvisional() const { return m_bProvisional; }
   void Execute() const { fftwf_execute(m_plan); }
   void Execute(std::complex<float>* in, std::complex<float>* out) const {
     fftwf_execute_dft(m_plan, reinterpret_cast<fftwf_complex*>(in), reinterpret_cast<fftwf_complex*>(out));
@@ -102,8 +118,9 @@ class CFFTWPlanF {
   void Reset();
 
  private:
-  explicit CFFTWPlanF(fftwf_plan plan) : m_plan(plan) {}
+  explicit CFFTWPlanF(std::pair<fftwf_plan, bool> plan) : m_plan(plan.first), m_bProvisional(plan.second) {}
   fftwf_plan m_plan = nullptr;
+  bool m_bProvisional = false;
 };
 
 class CFFTWPlanD {
@@ -112,7 +129,8 @@ class CFFTWPlanD {
   ~CFFTWPlanD();
   CFFTWPlanD(const CFFTWPlanD&) = delete;
   CFFTWPlanD& operator=(const CFFTWPlanD&) = delete;
-  CFFTWPlanD(CFFTWPlanD&& other) noexcept : m_plan(std::exchange(other.m_plan, nullptr)) {}
+  CFFTWPlanD(CFFTWPlanD&& other) noexcept
+      : m_plan(std::exchange(other.m_plan, nullptr)), m_bProvisional(std::exchange(other.m_bProvisional, false)) {}
   CFFTWPlanD& operator=(CFFTWPlanD&& other) noexcept;
 
   // Complex-to-complex of size n; sign FFTW_FORWARD or FFTW_BACKWARD; no scaling.
@@ -120,6 +138,7 @@ class CFFTWPlanD {
                             int nHint = FFTWPlanner::DefaultHint());
 
   explicit operator bool() const { return m_plan != nullptr; }
+  bool IsProvisional() const { return m_bProvisional; }
   void Execute() const { fftw_execute(m_plan); }
   void Execute(std::complex<double>* in, std::complex<double>* out) const {
     fftw_execute_dft(m_plan, reinterpret_cast<fftw_complex*>(in), reinterpret_cast<fftw_complex*>(out));
@@ -127,6 +146,7 @@ class CFFTWPlanD {
   void Reset();
 
  private:
-  explicit CFFTWPlanD(fftw_plan plan) : m_plan(plan) {}
+  explicit CFFTWPlanD(std::pair<fftw_plan, bool> plan) : m_plan(plan.first), m_bProvisional(plan.second) {}
   fftw_plan m_plan = nullptr;
+  bool m_bProvisional = false;
 };

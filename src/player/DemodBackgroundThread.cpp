@@ -96,6 +96,18 @@ void CDemodBackgroundThread::SendAudioDevice(std::uint32_t nDeviceID, const std:
   QueuePacket(std::move(p));
 }
 
+void CDemodBackgroundThread::SendSquelch(int nLevel) {
+  QueuePacket(std::make_unique<CDemodBkgPacket>(DEMOD_CMD_SQUELCH, nLevel));
+}
+
+void CDemodBackgroundThread::SendNoiseBlanker(bool bEnabled) {
+  QueuePacket(std::make_unique<CDemodBkgPacket>(DEMOD_CMD_NOISE_BLANKER, bEnabled ? 1 : 0));
+}
+
+void CDemodBackgroundThread::SendNoiseReduction(int nMethod) {
+  QueuePacket(std::make_unique<CDemodBkgPacket>(DEMOD_CMD_NOISE_REDUCTION, nMethod));
+}
+
 void CDemodBackgroundThread::SendStop() { QueuePacket(std::make_unique<CDemodBkgPacket>(DEMOD_CMD_STOP)); }
 
 void CDemodBackgroundThread::SendRecordingMetadata(int nSlot, const std::string& strText) {
@@ -217,6 +229,18 @@ void CDemodBackgroundThread::ProcessPacket(CDemodBkgPacket& packet, int) {
       }
       break;
     }
+    case DEMOD_CMD_SQUELCH:
+      m_noise.m_nSquelch = packet.m_nParam1 < 0 ? -1 : std::min(packet.m_nParam1, 100);
+      m_bChangeNoise = true;
+      break;
+    case DEMOD_CMD_NOISE_BLANKER:
+      m_noise.m_bNoiseBlanker = packet.m_nParam1 != 0;
+      m_bChangeNoise = true;
+      break;
+    case DEMOD_CMD_NOISE_REDUCTION:
+      if (packet.m_nParam1 >= 0 && packet.m_nParam1 <= 3) m_noise.m_nNoiseReduction = packet.m_nParam1;
+      m_bChangeNoise = true;
+      break;
     case DEMOD_CMD_STOP:
       if (m_file.IsOpen()) CloseFile(true);
       m_bPaused = false;
@@ -242,6 +266,7 @@ void CDemodBackgroundThread::RebuildDemod() {
   m_pDemod->SetTuningOffset(m_nTuningOffset);
   m_pDemod->SetMode(m_nMode);
   m_pDemod->SetPassBand(m_nFilterLow, m_nFilterHigh, m_nMode, m_pDemod->IFRate());
+  m_pDemod->SetNoiseSettings(m_noise);
 }
 
 void CDemodBackgroundThread::InitDisplayFFT() {
@@ -375,6 +400,10 @@ void CDemodBackgroundThread::ApplyPendingChanges() {
   if (m_bChangePassBand) {
     m_bChangePassBand = false;
     if (m_pDemod) m_pDemod->SetPassBand(m_nFilterLow, m_nFilterHigh, m_nMode, m_pDemod->IFRate());
+  }
+  if (m_bChangeNoise) {
+    m_bChangeNoise = false;
+    if (m_pDemod) m_pDemod->SetNoiseSettings(m_noise);
   }
   if (m_bChangeDevice) {
     m_bChangeDevice = false;

@@ -23,6 +23,7 @@
 
 #include "core/MessageTarget.h"
 #include "dsp/AlignedVector.h"
+#include "dsp/DSPDemodMain.h"
 #include "dsp/FFTWPlan.h"
 #include "player/AudioOutput.h"
 #include "player/AudioRecorder.h"
@@ -30,7 +31,6 @@
 #include "player/DemodBkgPacket.h"
 #include "recording/WaveStreamFile.h"
 
-class CDSPDemodMain;
 
 // The repeat range: file names and byte offsets within the files' data.
 struct CRepeatRange {
@@ -69,6 +69,11 @@ class CDemodBackgroundThread final : public CQueueThread<CDemodBkgPacket>, priva
   void SendTuningOffset(int nOffsetHz);
   void SendMode(int nMode);
   void SendAudioDevice(std::uint32_t nDeviceID, const std::string& strName);
+  // The listening aids: squelch level 0-100 (-1 off), noise blanker, noise reduction 0-3.
+  // Each is stored for the next chain and applied to this one at the next block.
+  void SendSquelch(int nLevel);
+  void SendNoiseBlanker(bool bEnabled);
+  void SendNoiseReduction(int nMethod);
   void SendStop();
   void SendRecordingMetadata(int nSlot, const std::string& strText);
   void SendStartRecording(CMessageTarget* pNotify, int eFormat, const std::string& strFolder,
@@ -167,12 +172,14 @@ class CDemodBackgroundThread final : public CQueueThread<CDemodBkgPacket>, priva
   bool m_bChangeOffset = false;
   bool m_bChangePassBand = false;
   bool m_bChangeDevice = false;
+  bool m_bChangeNoise = false;
 
   // Demodulation settings kept for rebuilding the chain.
   int m_nTuningOffset = 0;
   int m_nMode = 1;
   int m_nFilterLow = 0;
   int m_nFilterHigh = 0;
+  CDemodNoiseSettings m_noise;
   std::unique_ptr<CDSPDemodMain> m_pDemod;
 
   // The display FFT.

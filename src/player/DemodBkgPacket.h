@@ -28,6 +28,9 @@ enum EDemodCommand : std::int32_t {
   DEMOD_CMD_RECORD_METADATA = 16,  // slot 0-7 (1), text (str1)
   DEMOD_CMD_RECORD_START = 17,     // window to notify, format (1), folder (str1), file name (str2)
   DEMOD_CMD_RECORD_STOP = 18,      // stop the audio recorder
+  DEMOD_CMD_SQUELCH = 19,          // level 0-100 (1), -1 off
+  DEMOD_CMD_NOISE_BLANKER = 20,    // enabled (1)
+  DEMOD_CMD_NOISE_REDUCTION = 21,  // method 0-3 (1)
 };
 
 inline constexpr std::int32_t kDemodCancelBit = INT32_MIN;  // the top bit

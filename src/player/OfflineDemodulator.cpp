@@ -35,9 +35,7 @@ void Configure(CDSPDemodMain& chain, const COfflineDemodSettings& settings, doub
   chain.SetTuningOffset(static_cast<int>(std::lround(dOffsetHz)));
   chain.SetMode(settings.m_nMode);
   chain.SetPassBand(nLow, nHigh, settings.m_nMode, chain.IFRate());
-  chain.SetNoiseReduction(settings.m_nNoiseReduction);
-  chain.SetNoiseBlanker(settings.m_bNoiseBlanker);
-  if (settings.m_nSquelch >= 0) chain.SetSquelch(true, settings.m_nSquelch);
+  chain.SetNoiseSettings(settings);
 }
 
 }  // namespace

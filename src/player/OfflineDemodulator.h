@@ -11,18 +11,17 @@
 #include <functional>
 #include <string>
 
+#include "dsp/DSPDemodMain.h"
 #include "recording/RecordingDescription.h"
 
 // What to demodulate.
-struct COfflineDemodSettings {
+// The squelch, noise blanker and noise reduction come from CDemodNoiseSettings.
+struct COfflineDemodSettings : CDemodNoiseSettings {
   double m_dFrequencyHz = 0.0;   // the channel, Hz (the recording's centre frequency plus the offset)
   int m_nMode = 1;               // 0-17
   bool m_bDefaultPassBand = true;
   int m_nFilterLow = 0;          // Hz, when not the default
   int m_nFilterHigh = 0;
-  int m_nNoiseReduction = 0;     // 0 off, 1 Ephraim-Malah, 2 FIR LMS, 3 spectral subtraction
-  bool m_bNoiseBlanker = false;
-  int m_nSquelch = -1;           // 0-100, -1 off
   double m_dStartSeconds = 0.0;  // from the recording's start
   double m_dSeconds = -1.0;      // how much; below 0: to the end
   bool m_bSwapIQ = false;

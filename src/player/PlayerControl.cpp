@@ -48,6 +48,12 @@ CPlayerOptions ReadPlayerOptions(CMySettingsStore& store) {
   store.Read("DemodPlayerAudioLevel", options.m_nAudioLevel);
   store.Read("DemodPlayerFreqSnapEnable", options.m_bFreqSnapEnable);
   store.Read("DemodPlayerFreqSnap", options.m_strFreqSnap);
+  store.Read("DemodPlayerSquelchEnable", options.m_bSquelchEnable);
+  store.Read("DemodPlayerSquelchLevel", options.m_nSquelchLevel);
+  options.m_nSquelchLevel = std::clamp(options.m_nSquelchLevel, 0, 100);
+  store.Read("DemodPlayerNoiseBlanker", options.m_bNoiseBlanker);
+  store.Read("DemodPlayerNoiseReduction", options.m_nNoiseReduction);
+  if (options.m_nNoiseReduction < 0 || options.m_nNoiseReduction > 3) options.m_nNoiseReduction = 0;
   return options;
 }
 
@@ -186,6 +192,10 @@ bool StartPlay(CDemodBackgroundThread& thread, const CRecordingDescription& desc
   thread.SendConfigureSpectrumTap(1, true, setup.m_nLinesPerSecond, nDisplayDestination);
   thread.SendMode(nMode);
   thread.SendPassBand(options.m_nFilterLow, options.m_nFilterHigh);
+  const CDemodNoiseSettings noise = options.NoiseSettings();
+  thread.SendSquelch(noise.m_nSquelch);
+  thread.SendNoiseBlanker(noise.m_bNoiseBlanker);
+  thread.SendNoiseReduction(noise.m_nNoiseReduction);
 
   const CSeriesPosition start = SeriesPositionAt(desc, tPlayStart);
   Emit(log, "Play");

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "analysis/PictureClick.h"
+#include "dsp/DSPDemodMain.h"
 #include "player/DemodBackgroundThread.h"
 #include "recording/RecordingDescription.h"
 #include "recording/SeriesPosition.h"
@@ -28,6 +29,16 @@ struct CPlayerOptions {
   int m_nAudioLevel = 100;                    // "DemodPlayerAudioLevel", percent
   bool m_bFreqSnapEnable = false;             // "DemodPlayerFreqSnapEnable"
   std::string m_strFreqSnap;                  // "DemodPlayerFreqSnap", "5k", "9000" ...
+  bool m_bSquelchEnable = false;              // "DemodPlayerSquelchEnable"
+  int m_nSquelchLevel = 20;                   // "DemodPlayerSquelchLevel", 0-100
+  bool m_bNoiseBlanker = false;               // "DemodPlayerNoiseBlanker"
+  int m_nNoiseReduction = 0;                  // "DemodPlayerNoiseReduction", 0-3 (off, Ephraim-Malah,
+                                              // FIR LMS, spectral subtraction)
+
+  // The squelch, blanker and noise reduction as the chain takes them.
+  CDemodNoiseSettings NoiseSettings() const {
+    return {m_bSquelchEnable ? m_nSquelchLevel : -1, m_bNoiseBlanker, m_nNoiseReduction};
+  }
 };
 
 // Reads the options; values missing from the store keep their defaults.

@@ -1,5 +1,6 @@
 #include "player/PlayerSession.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -53,6 +54,10 @@ void CPlayerSession::SaveOptions(CMySettingsStore& store) const {
   store.Write("DemodPlayerAudioLevel", m_options.m_nAudioLevel);
   store.Write("DemodPlayerFreqSnapEnable", m_options.m_bFreqSnapEnable);
   store.Write("DemodPlayerFreqSnap", m_options.m_strFreqSnap);
+  store.Write("DemodPlayerSquelchEnable", m_options.m_bSquelchEnable);
+  store.Write("DemodPlayerSquelchLevel", m_options.m_nSquelchLevel);
+  store.Write("DemodPlayerNoiseBlanker", m_options.m_bNoiseBlanker);
+  store.Write("DemodPlayerNoiseReduction", m_options.m_nNoiseReduction);
 }
 
 void CPlayerSession::PlanAhead(std::uint32_t nRateHz, const CDisplayFFTSetup& setup) {
@@ -142,6 +147,23 @@ void CPlayerSession::SetPassBand(int nLowHz, int nHighHz) {
   m_options.m_nFilterLow = std::min(nLowHz, nHighHz);
   m_options.m_nFilterHigh = std::max(nLowHz, nHighHz);
   m_thread.SendPassBand(m_options.m_nFilterLow, m_options.m_nFilterHigh);
+}
+
+void CPlayerSession::SetSquelch(bool bEnable, int nLevel) {
+  m_options.m_bSquelchEnable = bEnable;
+  m_options.m_nSquelchLevel = std::clamp(nLevel, 0, 100);
+  m_thread.SendSquelch(m_options.NoiseSettings().m_nSquelch);
+}
+
+void CPlayerSession::SetNoiseBlanker(bool bEnable) {
+  m_options.m_bNoiseBlanker = bEnable;
+  m_thread.SendNoiseBlanker(bEnable);
+}
+
+void CPlayerSession::SetNoiseReduction(int nMethod) {
+  if (nMethod < 0 || nMethod > 3) return;
+  m_options.m_nNoiseReduction = nMethod;
+  m_thread.SendNoiseReduction(nMethod);
 }
 
 void CPlayerSession::SetDisplayRate(const CRecordingDescription& desc, int nLinesPerSecond) {

@@ -115,6 +115,12 @@ class CPlayerSession {
   // The display rate of the player's spectra ("DemodPlayerFFT", 0 = 20 lines per second);
   // while playing desc, the display FFT and both taps change at the next block.
   void SetDisplayRate(const CRecordingDescription& desc, int nLinesPerSecond);
+  // The squelch (level 0-100), noise blanker and noise reduction (0 off, 1 Ephraim-Malah,
+  // 2 FIR LMS, 3 spectral subtraction): kept in the options and, while playing, applied
+  // at the next block.
+  void SetSquelch(bool bEnable, int nLevel);
+  void SetNoiseBlanker(bool bEnable);
+  void SetNoiseReduction(int nMethod);
   void SetVolume(int nPercent) { m_thread.SetVolume(nPercent); }
   void SetMute(bool bMute) { m_thread.SetMute(bMute); }
   // Records the played audio (AUDIO_RECORD_WAV or AUDIO_RECORD_MP3) with the metadata

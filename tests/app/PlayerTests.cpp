@@ -10,9 +10,11 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QSpinBox>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
@@ -29,7 +31,8 @@
 #include "app/VexlorApp.h"
 #include "app/VexlorView.h"
 #include "core/StatusFigures.h"
-#include "player/NullAudioBackend.h"
+#include "persist/MySettingsStore.h"
+#include "player/AudioBackendWithNull.h"
 #include "recording/DemoRecording.h"
 #include "SignalMeasure.h"
 
@@ -37,6 +40,8 @@ namespace {
 
 constexpr double kAmHz = kDemoCenterFreqHz + kDemoSignals[0].nOffsetHz;
 constexpr int kAmMode = 6;
+// Only the demonstration recording's noise is heard there (AM, 7.005 MHz).
+constexpr double kNoiseOnlyHz = kDemoCenterFreqHz - 95'000.0;
 
 // The title and text of the next message box, which is closed.
 struct SMessage {
@@ -75,6 +80,13 @@ std::size_t LongestSilence(const std::vector<std::int16_t>& an, std::size_t nFro
   return nLongest;
 }
 
+// Where a run of silence lasting to the end starts (an.size() when the end is not silent).
+std::size_t StartOfFinalSilence(const std::vector<std::int16_t>& an) {
+  std::size_t n = an.size();
+  while (n > 0 && std::abs(an[n - 1]) <= 1) --n;
+  return n;
+}
+
 // The 16-bit samples of a WAV file's data chunk.
 std::vector<std::int16_t> ReadWavSamples(const QString& strPath) {
   QFile file(strPath);
@@ -101,8 +113,31 @@ class CPlayerTests : public QObject {
   CAnalysisSession& Document() { return View().Session(); }
   CPlayerController& Player() { return Frame()->Player(); }
   CPlayerPane& Pane() { return Frame()->PlayerPane(); }
-  CNullAudioBackend& Null() {
-    return dynamic_cast<CNullAudioBackend&>(*Player().Session().Thread().AudioOutput().Backend());
+  static CNullAudioBackend& NullOf(CPlayerController& player) {
+    return dynamic_cast<CAudioBackendWithNull&>(*player.Session().Thread().AudioOutput().Backend()).NullDevice();
+  }
+  CNullAudioBackend& Null() { return NullOf(Player()); }
+
+  // Opens the picture's context menu at a viewport point and chooses the entry whose text
+  // starts with strEntry; false when there was no such entry.
+  bool ChooseFromContextMenu(const QPoint& pt, const QString& strEntry) {
+    bool bChosen = false;
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, [&] {
+      auto* pMenu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+      if (!pMenu) return;
+      timer.stop();
+      for (QAction* p : pMenu->actions())
+        if (!bChosen && p->text().startsWith(strEntry)) {
+          pMenu->setActiveAction(p);
+          bChosen = true;
+        }
+      QTest::keyClick(pMenu, bChosen ? Qt::Key_Return : Qt::Key_Escape);
+    });
+    timer.start(20);
+    QContextMenuEvent event(QContextMenuEvent::Mouse, pt, View().viewport()->mapToGlobal(pt));
+    QApplication::sendEvent(View().viewport(), &event);
+    return bChosen;
   }
 
   // Clicks the picture through the view's viewport at a frequency and a recording time
@@ -323,6 +358,114 @@ class CPlayerTests : public QObject {
     StopAndSettle();
   }
 
+  void theContextMenuSetsTheRepeatRangeThatPlayLoops() {
+    const double t0 = Start() + 50.0;
+    ClickPicture(kAmHz, t0);  // scrolls the row into view and plays
+    const QPoint pt = ViewportPointAt(t0);
+    QVERIFY(ChooseFromContextMenu(pt, "Set repeat range here"));
+    QVERIFY(Player().HasRepeatRange());
+    const double dRow = 8192.0 / kDemoSampleRateHz;
+    QVERIFY2(std::abs(Player().RepeatStartUtc() - t0) <= dRow, qPrintable(QString::number(Player().RepeatStartUtc() - t0)));
+    QVERIFY(std::abs(Player().RepeatEndUtc() - (t0 + CVexlorView::kRepeatHereSeconds)) <= dRow);
+    // The repeat switch of the same menu, shown in the pane as well.
+    QVERIFY(!Player().Repeat());
+    QVERIFY(ChooseFromContextMenu(pt, "&Repeat"));
+    QVERIFY(Player().Repeat());
+    QVERIFY(Pane().RepeatBox()->isChecked());
+
+    // Play a second before the range's end: it comes back to its start and stays inside.
+    const double t1 = Player().RepeatEndUtc();
+    const std::uint64_t nErasures = Player().State().m_nErasures;
+    ClickPicture(kAmHz, t1 - 1.0);
+    QTRY_VERIFY_WITH_TIMEOUT(Player().State().m_nErasures > nErasures, 10000);
+    QTRY_VERIFY(Player().HasPlayingPoint() && Player().PlayingPointUtc() < t0 + 1.5);
+    for (int i = 0; i < 5; ++i) {
+      QTest::qWait(100);
+      const double t = Player().PlayingPointUtc();
+      QVERIFY2(t >= Player().RepeatStartUtc() - 0.2 && t <= t1 + 0.2, qPrintable(QString::number(t - t0)));
+    }
+    QVERIFY(ChooseFromContextMenu(pt, "&Repeat"));
+    QVERIFY(!Player().Repeat());
+    QVERIFY(!Pane().RepeatBox()->isChecked());
+    StopAndSettle();
+  }
+
+  void theSquelchAndNoiseControlsApplyWhilePlaying() {
+    SetMode(kAmMode);
+    Pane().SquelchEnable()->setChecked(false);
+    Pane().SquelchLevel()->setValue(40);
+    ClickPicture(kNoiseOnlyHz, Start() + 10.0);
+    QTRY_VERIFY(Player().HasPlayingPoint());
+    Null().EnableCapture(true);
+    const std::size_t nFrom = Null().Captured().size();
+    // Noise, heard once play has settled.
+    QTRY_VERIFY_WITH_TIMEOUT(Null().Captured().size() > nFrom + 48000, 10000);
+    QVERIFY(LongestSilence(Null().Captured(), nFrom + 24000) < 480);
+
+    // The squelch at 40 closes on the noise: what plays from then on is silent, and play
+    // goes on (no restart: blocks and the playing point keep counting up).
+    const std::uint64_t nBlocks = Player().State().m_nBlocks;
+    const double tPoint = Player().PlayingPointUtc();
+    const std::uint64_t nErasures = Player().State().m_nErasures;
+    const std::size_t nAtChange = Null().Captured().size();
+    Pane().SquelchEnable()->setChecked(true);
+    QTRY_VERIFY_WITH_TIMEOUT(Null().Captured().size() > nAtChange + 48000, 10000);
+    std::vector<std::int16_t> an = Null().Captured();
+    const std::size_t nSilentFrom = StartOfFinalSilence(an);
+    QVERIFY2(nSilentFrom < nAtChange + 24000,
+             qPrintable(QString("silent %1 samples after the change").arg(double(nSilentFrom) - double(nAtChange))));
+    qInfo("squelch 40 on noise: silent %.0f ms of audio after the change", (double(nSilentFrom) - double(nAtChange)) / 48.0);
+    QVERIFY(Player().State().m_nBlocks > nBlocks);
+    QVERIFY(Player().PlayingPointUtc() > tPoint);
+    QCOMPARE(Player().State().m_nErasures, nErasures);
+
+    // The same level lets the AM station through.
+    std::size_t nAtRetune = Null().Captured().size();
+    QVERIFY(Player().Retune(kAmHz));
+    QTRY_VERIFY_WITH_TIMEOUT(Null().Captured().size() > nAtRetune + 48000, 10000);
+    an = Null().Captured();
+    QVERIFY(LongestSilence(an, nAtRetune + 24000) < 480);
+
+    // Blanker and noise reduction change while playing too; every control is saved.
+    Pane().NoiseBlanker()->setChecked(true);
+    Pane().NoiseReduction()->setCurrentIndex(3);
+    emit Pane().NoiseReduction()->activated(3);
+    nAtRetune = Null().Captured().size();
+    QTRY_VERIFY_WITH_TIMEOUT(Null().Captured().size() > nAtRetune + 48000, 10000);
+    QVERIFY(LongestSilence(Null().Captured(), nAtRetune + 24000) < 480);
+    const CPlayerOptions saved = ReadPlayerOptions(m_pApp->Settings());
+    QVERIFY(saved.m_bSquelchEnable);
+    QCOMPARE(saved.m_nSquelchLevel, 40);
+    QVERIFY(saved.m_bNoiseBlanker);
+    QCOMPARE(saved.m_nNoiseReduction, 3);
+    Null().EnableCapture(false);
+    Pane().SquelchEnable()->setChecked(false);
+    Pane().NoiseBlanker()->setChecked(false);
+    emit Pane().NoiseReduction()->activated(0);
+    StopAndSettle();
+  }
+
+  void theNullDeviceIsOfferedBesideTheSoundCardAndPlays() {
+    // Without the environment variable the sound card's devices are listed too (when the
+    // machine has any), and the null device always.
+    const QByteArray kept = qgetenv("VEXLOR_AUDIO_DEVICE");
+    qunsetenv("VEXLOR_AUDIO_DEVICE");
+    CMySettingsStore settings(m_dir.filePath("devices.ini").toStdString());
+    CPlayerController player(settings, Document());
+    CPlayerPane pane(player, nullptr, nullptr, nullptr);
+    qputenv("VEXLOR_AUDIO_DEVICE", kept);
+    QComboBox* pDevices = pane.DeviceList();
+    const int nNull = pDevices->findData(CAudioBackendWithNull::kNullDeviceID);
+    QVERIFY(nNull >= 0);
+    qInfo("devices offered: %d (%s)", pDevices->count(), qPrintable(pDevices->itemText(nNull)));
+    pDevices->setCurrentIndex(nNull);
+    emit pDevices->activated(nNull);
+    QCOMPARE(player.Options().m_nOutputID, CAudioBackendWithNull::kNullDeviceID);
+    QVERIFY(player.Play());
+    QTRY_VERIFY_WITH_TIMEOUT(NullOf(player).SamplesConsumed() > 4800, 10000);
+    player.Stop();
+  }
+
   void aListenerSeesWhyPlayOrRecordingCannotGoOn() {
     // An output device that does not exist: play stops and says why.
     Player().SetDevice(7, "Missing card");
@@ -331,7 +474,7 @@ class CPlayerTests : public QObject {
     QCOMPARE(message.strTitle, QString("Play"));
     QVERIFY2(message.strText.contains("Missing card"), qPrintable(message.strText));
     QTRY_VERIFY(!Player().IsPlaying());
-    Player().SetDevice(0, "Null output");
+    Player().SetDevice(CAudioBackendWithNull::kNullDeviceID, "Null output");
 
     // A recording into a folder that cannot exist.
     ClickPicture(kAmHz, Start() + 5.0);

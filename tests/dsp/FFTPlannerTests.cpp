@@ -42,10 +42,20 @@ TEST(FFTPlanner, MeasuredPlansKeepWisdomForBothPrecisionsAndEveryPlanReadsIt) {
   FFTWPlanner::ForgetWisdom();
   EXPECT_FALSE(FFTWPlanner::HasWisdom());
 
+  // Without wisdom a fast plan is the estimate, usable at once, while the same transform is
+  // measured in the background; once that is done, the next plan is the measured one.
   CAlignedVector<std::complex<float>> in(512), out(512);
+  const std::uint64_t nGeneration = FFTWPlanner::WisdomGeneration();
   CFFTWPlanF fast = CFFTWPlanF::Complex(512, in.data(), out.data(), FFTW_FORWARD, FFT_PLAN_FAST);
   ASSERT_TRUE(fast);
+  EXPECT_TRUE(fast.IsProvisional());
   EXPECT_TRUE(TransformsATone(fast, in, out, 5));
+  FFTWPlanner::FinishMeasurements();
+  EXPECT_GT(FFTWPlanner::WisdomGeneration(), nGeneration);
+  CFFTWPlanF measured = CFFTWPlanF::Complex(512, in.data(), out.data(), FFTW_FORWARD, FFT_PLAN_FAST);
+  ASSERT_TRUE(measured);
+  EXPECT_FALSE(measured.IsProvisional());
+  EXPECT_TRUE(TransformsATone(measured, in, out, 9));
   CAlignedVector<std::complex<double>> work(256);
   const CFFTWPlanD dbl = CFFTWPlanD::Complex(256, work.data(), work.data(), FFTW_BACKWARD, FFT_PLAN_FAST);
   ASSERT_TRUE(dbl);

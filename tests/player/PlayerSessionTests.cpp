@@ -92,6 +92,7 @@ TEST(PlayerSession, StartSequenceStateAndNewestSpectrumOnly) {
   h.m_session.Pause(false);
 
   // The chain's sizes were planned ahead, and measuring left its wisdom on disk.
+  FFTWPlanner::FinishMeasurements();
   EXPECT_TRUE(std::filesystem::exists(FFTWPlanner::WisdomPath()));
   ASSERT_TRUE(WaitFor([&] { return h.m_session.State().m_bEnded; }, 30s));
   EXPECT_FALSE(h.m_session.State().m_bPlaying);
