@@ -163,8 +163,9 @@ TEST_F(AnalysisRunTest, BlocksAcrossBufferEndsAreTheStreamsOwnAtEveryOverlap) {
 
 TEST_F(AnalysisRunTest, AbortKeepsTheRowsAppliedSoFarInOrderAndFinishes) {
   // Catches an abort that leaves the run busy for ever or leaves a gap in the rows kept.
+  // Three file I/O buffers of samples: the abort comes while the later ones are read.
   constexpr std::uint32_t n = 512;
-  const CRawIQ raw = Noise(16, 20000.0, 4'400'000, 17);
+  const CRawIQ raw = Noise(16, 20000.0, 24'000'000, 17);
   std::vector<std::uint32_t> sizes;
   const auto files = WriteSeries(raw, {}, sizes);
   CEngine engine(dir / "Settings.xml");

@@ -3,6 +3,7 @@
 // recorder's file) is measured; the pane's options, pause, repeat and the errors a
 // listener must see.
 
+#include <QDir>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDockWidget>
@@ -180,6 +181,13 @@ class CPlayerTests : public QObject {
  private slots:
   void initTestCase() {
     QVERIFY(m_dir.isValid());
+    // Every run starts from empty settings and data folders (a device or mode saved by an
+    // earlier run must not shape this one).
+    for (const char* pszVariable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
+      const QString strFolder = qEnvironmentVariable(pszVariable);
+      QVERIFY2(strFolder.contains("/home/player_app_tests/"), pszVariable);
+      QDir(strFolder).removeRecursively();
+    }
     std::vector<std::filesystem::path> written;
     std::string strError;
     QVERIFY2(WriteDemoRecording(m_dir.filePath("demo").toStdString(), written, strError), strError.c_str());
