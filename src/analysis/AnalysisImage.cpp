@@ -201,6 +201,12 @@ void CAnalysisImage::AddRow(const float* pRecord, std::size_t nLevels) {
   m_rows.Append(std::move(line), static_cast<std::uint32_t>(dClamped));
 }
 
+void CAnalysisImage::DropLevels(std::size_t nRow) {
+  if (nRow >= m_rows.Count()) return;
+  std::vector<float>().swap(m_rows.m_aLines[nRow]);
+  m_rows.m_anWidths[nRow] = 0;
+}
+
 void CAnalysisImage::SetRows(CImageRows rows) {
   m_rows = std::move(rows);
   Redraw();

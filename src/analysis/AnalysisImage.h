@@ -83,6 +83,9 @@ class CAnalysisImage {
   // as the next row, and draws it.
   void AddRow(const float* pRecord, std::size_t nLevels);
 
+  // Frees the levels of kept row nRow (they are kept elsewhere); the row stays counted,
+  // with its time and flag, and draws as background.
+  void DropLevels(std::size_t nRow);
   // Replaces the kept rows (a loaded project) and redraws.
   void SetRows(CImageRows rows);
   const CImageRows& Rows() const { return m_rows; }

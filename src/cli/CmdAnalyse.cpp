@@ -252,6 +252,9 @@ int RunAnalyse(const CliArgs& args) {
   // The project's rows are encoded as they arrive; when that cannot be set up, saving
   // encodes them after the run.
   if (projectPath && !session.SpoolProjectRows(*projectPath, strError)) LogLine(strError);
+  // Without a picture to write, the rows need no other home than the project: memory then
+  // stays the same whatever the recording's length.
+  else if (projectPath && !imagePath) session.KeepRowsOnlyInProject(true);
   if (!session.StartAnalysis(strError)) {
     cli.Error(strFile + ": " + strError);
     return 1;

@@ -278,6 +278,27 @@ TEST_F(AnalysisSessionTest, RowsSpooledDuringTheRunSaveTheSameProjectAsRowsEncod
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir / "spooled"), {}), 1);
 }
 
+TEST_F(AnalysisSessionTest, RowsKeptOnlyInTheProjectSaveTheRowsOfAnOrdinaryRun) {
+  // Catches levels dropped before they were spooled, and a save that writes the emptied
+  // rows instead of the spooled ones.
+  CEngine engine(dir / "Settings.xml");
+  std::string strError;
+  ASSERT_TRUE(engine.session.OpenRecording(s_first, strError)) << strError;
+  ASSERT_TRUE(engine.session.SpoolProjectRows(dir / "P.xml", strError)) << strError;
+  engine.session.KeepRowsOnlyInProject(true);
+  Choose(engine.session, 4096, 0, 640, 0);
+  Analyse(engine.session);
+  const CImageRows& kept = engine.session.Image().Rows();
+  ASSERT_GT(kept.Count(), 100u);
+  EXPECT_TRUE(kept.m_aLines[kept.Count() / 2].empty());
+  ASSERT_TRUE(engine.session.SaveProject(dir / "P.xml", strError)) << strError;
+
+  CEngine other(dir / "Settings2.xml");
+  std::string strMessage;
+  ASSERT_TRUE(other.session.LoadProject(dir / "P.xml", strMessage)) << strMessage;
+  EXPECT_EQ(other.session.Image().Rows(), FreshRows(dir / "Settings3.xml", 4096, 0, 640));
+}
+
 TEST_F(AnalysisSessionTest, OpeningWhatIsNoRecordingSaysWhichFileAndWhy) {
   CEngine engine(dir / "Settings.xml");
   std::string strError;
