@@ -1,7 +1,9 @@
 // The analysis engine inside one process: throughput and memory of a run.
 //
-//   bench_analysis generate DIR GB          writes a 16-bit IQ recording of GB × 10^9 bytes
-//                                           (files of at most 10^9 bytes) and reads it once
+//   bench_analysis generate DIR GB [FILE_GB]  writes a 16-bit IQ recording of GB × 10^9 bytes
+//                                           (files of at most FILE_GB × 10^9 bytes, default 1;
+//                                           one WAV file holds less than 4.295 × 10^9) and
+//                                           reads it once
 //   bench_analysis engine DIR N [PRIORITY]  analyses it as vexlor-cli does: MB/s, peak memory
 //
 // Each measurement runs in a process of its own (bench/run_analysis_bench.sh), so that the
@@ -35,7 +37,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::uint32_t kRate = 2'000'000;
-constexpr std::uint64_t kFileBytes = 1'000'000'000;
 
 std::vector<fs::path> RecordingFiles(const fs::path& dir) {
   std::vector<fs::path> files;
@@ -47,7 +48,8 @@ std::vector<fs::path> RecordingFiles(const fs::path& dir) {
   return files;
 }
 
-int Generate(const fs::path& dir, double dGigabytes) {
+int Generate(const fs::path& dir, double dGigabytes, double dFileGigabytes) {
+  const std::uint64_t nFileBytes = static_cast<std::uint64_t>(dFileGigabytes * 1e9) / 4 * 4;
   fs::create_directories(dir);
   const std::uint64_t nTotal = static_cast<std::uint64_t>(dGigabytes * 1e9) / 4 * 4;
   const CWaveFormat fmt = CWaveFormat::Linear(1, 2, kRate, 16);
@@ -60,7 +62,7 @@ int Generate(const fs::path& dir, double dGigabytes) {
     CWaveFileWriter writer;
     if (writer.Create(dir / StrFormat("bench %03d.wav", nFile), fmt) != 0) return 1;
     std::uint64_t nInFile = 0;
-    while (nInFile < kFileBytes && nWritten < nTotal) {
+    while (nInFile < nFileBytes && nWritten < nTotal) {
       for (std::size_t i = 0; i < chunk.size(); i += 2) {
         s ^= s << 13;
         s ^= s >> 17;
@@ -70,7 +72,7 @@ int Generate(const fs::path& dir, double dGigabytes) {
         chunk[i] = static_cast<std::int16_t>(static_cast<int>(s & 0x3FF) - 512 + 3000 * std::cos(dPhase1) + 800 * std::cos(dPhase2));
         chunk[i + 1] = static_cast<std::int16_t>(static_cast<int>((s >> 10) & 0x3FF) - 512 + 3000 * std::sin(dPhase1) + 800 * std::sin(dPhase2));
       }
-      const std::uint64_t nBytes = std::min<std::uint64_t>({chunk.size() * 2, kFileBytes - nInFile, nTotal - nWritten});
+      const std::uint64_t nBytes = std::min<std::uint64_t>({chunk.size() * 2, nFileBytes - nInFile, nTotal - nWritten});
       if (!writer.Write(chunk.data(), nBytes)) return 1;
       nInFile += nBytes;
       nWritten += nBytes;
@@ -139,11 +141,12 @@ int Engine(const fs::path& dir, std::uint32_t n, int nPriority) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc >= 4 && !std::strcmp(argv[1], "generate")) return Generate(argv[2], std::atof(argv[3]));
+  if (argc >= 4 && !std::strcmp(argv[1], "generate"))
+    return Generate(argv[2], std::atof(argv[3]), argc >= 5 ? std::atof(argv[4]) : 1.0);
   if (argc >= 4 && !std::strcmp(argv[1], "engine"))
     return Engine(argv[2], static_cast<std::uint32_t>(std::atol(argv[3])),
                   argc >= 5 && !std::strcmp(argv[4], "normal") ? THREAD_PRIORITY_NORMAL : THREAD_PRIORITY_IDLE);
   std::fprintf(stderr,
-               "usage: bench_analysis generate DIR GB | engine DIR N [idle|normal]\n");
+               "usage: bench_analysis generate DIR GB [FILE_GB] | engine DIR N [idle|normal]\n");
   return 2;
 }

@@ -79,7 +79,7 @@ echo "engine time split (thread seconds per stage; reader, forwarder and picture
 printf '  %s\n' "${splits[@]}"
 
 echo
-"$generate" generate "$tmp/4g" 4 >/dev/null
+"$generate" generate "$tmp/4g" 4 4 >/dev/null
 warm1=$(engine 65536 "$tmp/fresh" "$file1g")
 warm4=$(engine 65536 "$tmp/fresh" "$tmp/4g/bench 000.wav" 4)
 set -- ${warm1%%|*}

@@ -235,6 +235,12 @@ void CAnalysisImage::DrawFittedLine(int nLine, std::vector<float>& afLevels) con
   m_scaling.ColourRow(afLevels.data(), m_nWidth, m_colours, pOut);
 }
 
+void CAnalysisImage::DropLevels(std::size_t nRow) {
+  if (nRow >= m_rows.Count()) return;
+  std::vector<float>().swap(m_rows.m_aLines[nRow]);
+  m_rows.m_anWidths[nRow] = 0;
+}
+
 void CAnalysisImage::SetRows(CImageRows rows) {
   m_rows = std::move(rows);
   Redraw();

@@ -95,6 +95,9 @@ class CAnalysisImage {
   // The picture line (from the bottom, fractional) at which row dRow is drawn.
   double PictureRowOf(double dRow) const;
 
+  // Frees the levels of kept row nRow (they are kept elsewhere); the row stays counted,
+  // with its time and flag, and draws as background.
+  void DropLevels(std::size_t nRow);
   // Replaces the kept rows (a loaded project) and redraws.
   void SetRows(CImageRows rows);
   const CImageRows& Rows() const { return m_rows; }

@@ -31,6 +31,7 @@ class CAnalysisSession::CRunBinding final : public IAnalysisRowConsumer, public 
       const CImageRows& rows = m_session.m_image.Rows();
       const std::size_t r = rows.Count() - 1;
       pSpool->Add(rows.m_aLines[r].data(), rows.m_aLines[r].size(), rows.m_anTimes[r], rows.m_anFlags[r]);
+      if (m_session.m_bRowsOnlyInProject) m_session.m_image.DropLevels(r);
     }
     m_session.MarkRow(static_cast<int>(nRow));
   }
@@ -269,6 +270,11 @@ bool CAnalysisSession::LoadProject(const std::filesystem::path& path, std::strin
 bool CAnalysisSession::SaveProject(const std::filesystem::path& path, std::string& strError,
                                    CProjectProgress* pProgress) const {
   const std::string strTags = m_tags.Tags().empty() ? std::string() : m_tags.SaveToText();
+  if (m_bRowsOnlyInProject && m_pSpool && m_pSpool->Rows() != m_image.Rows().Count()) {
+    strError = StrFormat("Cannot write project %s: its rows were kept only in a spool that failed (%s)",
+                         path.string().c_str(), m_pSpool->ErrorText().c_str());
+    return false;
+  }
   if (!CProjectFile::Save(m_options, path, m_image.Rows(), m_image.Width(), m_image.Height(), strTags, pProgress,
                           strError, m_pSpool.get()))
     return false;

@@ -186,6 +186,10 @@ class CAnalysisSession {
   // (its folder holds them meanwhile), so that saving after the run only copies them.
   // False (strError says why) when the folder cannot take them; saving then encodes.
   bool SpoolProjectRows(const std::filesystem::path& path, std::string& strError);
+  // With a spool, the coming runs keep their rows' levels only there: the picture counts
+  // its rows (their times and flags stay) but holds no levels, so memory does not grow with
+  // the recording's length. For a run whose only result is the project.
+  void KeepRowsOnlyInProject(bool bOnlyInProject) { m_bRowsOnlyInProject = bOnlyInProject; }
   std::size_t SpooledRows() const { return m_pSpool ? m_pSpool->Rows() : 0; }
   const std::filesystem::path& ProjectPath() const { return m_projectPath; }
   CTagDefinitions& Tags() { return m_tags; }
@@ -281,6 +285,7 @@ class CAnalysisSession {
   CHeadlessAnalysis* m_pHeadless = nullptr;
   std::unique_ptr<CRunBinding> m_pBinding;
   std::unique_ptr<CProjectRowSpool> m_pSpool;
+  bool m_bRowsOnlyInProject = false;
   IAnalysisSessionListener* m_pListener = nullptr;
   bool m_bAbortWhenOpenFails = false;
 

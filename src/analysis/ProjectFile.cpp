@@ -321,6 +321,17 @@ bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn,
     LogLine(strError);
     return false;
   };
+  const bool bSpooled = pSpool && nRows > 0 && pSpool->Rows() == nRows && bIndentAsWritten;
+  if (bSpooled && pSpool->Target() == path) {
+    // The spool becomes the project.
+    bool bUnsupported = false;
+    std::string strReason;
+    if (pSpool->FinishInPlace(head, tail, bUnsupported, strReason)) {
+      strError.clear();
+      return true;
+    }
+    if (!bUnsupported) return fail(strReason);
+  }
   CAtomicFile file;
   if (!file.Open(path) || !file.Write(head.data(), head.size())) return fail(file.ErrorText());
 
@@ -329,7 +340,7 @@ bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn,
   progress.SetPos(0);
   progress.Pump();
   if (!bIndentAsWritten) return fail("the document's layout is not the one its rows are written in");
-  if (pSpool && pSpool->Rows() == nRows && nRows > 0 && pSpool->Folder() == (path.parent_path().empty() ? fs::path(".") : path.parent_path())) {
+  if (bSpooled && pSpool->Folder() == (path.parent_path().empty() ? fs::path(".") : path.parent_path())) {
     if (!pSpool->CopyTo(file.Descriptor())) return fail(std::strerror(errno));
     progress.SetPos(static_cast<int>(std::min<std::size_t>(nRows, 0x7FFFFFFF)));
     if (!file.Write(tail.data(), tail.size()) || !file.Commit()) return fail(file.ErrorText());

@@ -1,6 +1,8 @@
 #include "analysis/ProjectRowSpool.h"
 
 #include <fcntl.h>
+#include <linux/falloc.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,24 +33,18 @@ bool WriteAll(int fd, const char* p, std::size_t n) {
 CProjectRowSpool::~CProjectRowSpool() { Close(); }
 
 void CProjectRowSpool::Close() {
-  if (m_fd >= 0) ::close(m_fd);
+  m_file.Discard();
   m_fd = -1;
 }
 
 bool CProjectRowSpool::Open(const std::filesystem::path& project) {
   Close();
   m_folder = project.parent_path().empty() ? std::filesystem::path(".") : project.parent_path();
-  m_fd = ::open(m_folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-  if (m_fd < 0) {
-    // A file system without unnamed files: a named one, unlinked at once.
-    std::string strName = (m_folder / ".vexlor-rows-XXXXXX").string();
-    m_fd = ::mkostemp(strName.data(), O_CLOEXEC);
-    if (m_fd >= 0) ::unlink(strName.c_str());
-  }
-  if (m_fd < 0) {
-    m_strError = StrFormat("cannot spool the project's rows in \"%s\": %s", m_folder.c_str(), std::strerror(errno));
+  if (!m_file.Open(project)) {
+    m_strError = "cannot spool the project's rows: " + m_file.ErrorText();
     return false;
   }
+  m_fd = m_file.Descriptor();
   m_strBuffer.reserve(kBufferBytes + (1u << 20));
   Clear();
   return true;
@@ -58,6 +54,8 @@ void CProjectRowSpool::Clear() {
   m_strBuffer.clear();
   m_nWritten = 0;
   m_nRows = 0;
+  // A spool spent on a saved project starts a new file for the same project.
+  if (m_fd < 0 && !m_file.Target().empty() && m_file.Open(m_file.Target())) m_fd = m_file.Descriptor();
   m_bFailed = m_fd < 0;
   if (m_fd >= 0 && ::ftruncate(m_fd, 0) != 0) m_bFailed = true;
   if (m_fd >= 0) ::lseek(m_fd, 0, SEEK_SET);
@@ -79,9 +77,48 @@ bool CProjectRowSpool::FlushBuffer() {
     m_bFailed = true;
     return false;
   }
+  // The lines go to disk while the run goes on, so that saving waits for little.
+  ::sync_file_range(m_fd, static_cast<off_t>(m_nWritten), static_cast<off_t>(m_strBuffer.size()),
+                    SYNC_FILE_RANGE_WRITE);
   m_nWritten += m_strBuffer.size();
   m_strBuffer.clear();
   return true;
+}
+
+bool CProjectRowSpool::FinishInPlace(std::string_view head, std::string_view tail, bool& bUnsupported,
+                                     std::string& strError) {
+  bUnsupported = false;
+  if (!FlushBuffer() || m_nWritten == 0) {
+    bUnsupported = true;
+    return false;
+  }
+  struct stat st {};
+  const std::uint64_t nBlock = ::fstat(m_fd, &st) == 0 && st.st_blksize > 0 ? static_cast<std::uint64_t>(st.st_blksize) : 4096;
+  const std::uint64_t nGap = (head.size() + nBlock - 1) / nBlock * nBlock;
+  if (::fallocate(m_fd, FALLOC_FL_INSERT_RANGE, 0, static_cast<off_t>(nGap)) != 0) {
+    bUnsupported = true;
+    return false;
+  }
+  // Blanks between the "Data" element's start tag and its first row are no content.
+  std::string strHead(head);
+  if (nGap > strHead.size()) {
+    strHead.append(nGap - strHead.size() - 1, ' ');
+    strHead.push_back('\n');
+  }
+  const auto fail = [&] {
+    strError = StrFormat("cannot write \"%s\": %s", m_file.Target().c_str(), std::strerror(errno));
+    Close();
+    m_bFailed = true;
+    return false;
+  };
+  if (::pwrite(m_fd, strHead.data(), strHead.size(), 0) != static_cast<ssize_t>(strHead.size())) return fail();
+  if (::lseek(m_fd, 0, SEEK_END) < 0 || !WriteAll(m_fd, tail.data(), tail.size())) return fail();
+  const bool bCommitted = m_file.Commit();
+  if (!bCommitted) strError = m_file.ErrorText();
+  m_fd = -1;
+  m_bFailed = true;  // spent
+  m_nRows = 0;
+  return bCommitted;
 }
 
 bool CProjectRowSpool::CopyTo(int fdOut) {

@@ -2,16 +2,22 @@
 // CProjectRowSpool: a project's "Entry" lines written while the analysis runs.
 //
 // A run that is to end in a project (the command-line tool knows the path before it
-// starts) encodes each row as it arrives and appends its line to an unnamed temporary file
-// in the project's folder. Saving then writes the document's head, copies the spooled lines
-// inside the file system and writes the closing tags, instead of encoding every row after
-// the run. The lines are the very text CProjectFile::Save would write; a killed process
+// starts) encodes each row as it arrives and appends its line to the project's own atomic
+// temporary file (an unnamed file in its folder), whose writing to disk starts as the run
+// goes on. Saving then opens a gap at the file's start for the document's head (a range
+// inserted in whole file-system blocks, the rest of the last block blank), appends the
+// closing tags and puts the file in place: no row is encoded or copied after the run.
+// Where the file system cannot insert a range, the lines are copied into a new file after
+// the head. The lines are the very text CProjectFile::Save would write; a killed process
 // leaves nothing behind.
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
+
+#include "core/AtomicFile.h"
 
 class CProjectRowSpool {
  public:
@@ -36,6 +42,13 @@ class CProjectRowSpool {
   // Appends every spooled line to the file open as fdOut, at its position. False when a
   // write failed (errno set).
   bool CopyTo(int fdOut);
+  // Makes the spool the project: head in front of the lines (blank-padded to a whole
+  // block), tail after them, then the file is put in place of the project. Fails with
+  // bUnsupported set, the spool untouched, when the file system cannot insert the head;
+  // otherwise false means the save failed (strError says why). Either way the spool is
+  // spent on success.
+  bool FinishInPlace(std::string_view head, std::string_view tail, bool& bUnsupported, std::string& strError);
+  const std::filesystem::path& Target() const { return m_file.Target(); }
 
   const std::string& ErrorText() const { return m_strError; }
 
@@ -44,7 +57,8 @@ class CProjectRowSpool {
   void Close();
 
   std::filesystem::path m_folder;
-  int m_fd = -1;
+  CAtomicFile m_file;
+  int m_fd = -1;  // m_file's
   std::string m_strBuffer;     // lines not yet written
   std::string m_strBase64;     // one row's Base64, reused
   std::uint64_t m_nWritten = 0;

@@ -258,6 +258,9 @@ int RunAnalyse(const CliArgs& args) {
   // The project's rows are encoded as they arrive; when that cannot be set up, saving
   // encodes them after the run.
   if (projectPath && !session.SpoolProjectRows(*projectPath, strError)) LogLine(strError);
+  // Without a picture to write, the rows need no other home than the project: memory then
+  // stays the same whatever the recording's length.
+  else if (projectPath && !imagePath) session.KeepRowsOnlyInProject(true);
   // Caught from the start of the run, so that a Ctrl-C in its first moments is an abort too.
   CatchInterrupt();
   if (!session.StartAnalysis(strError)) {

@@ -286,15 +286,47 @@ TEST_F(AnalysisSessionTest, RowsSpooledDuringTheRunSaveTheSameProjectAsRowsEncod
   ASSERT_EQ(engine.session.SpooledRows(), engine.session.Image().Rows().Count());
   ASSERT_TRUE(engine.session.SaveProject(dir / "spooled" / "P.xml", strError)) << strError;
   ASSERT_TRUE(engine.session.SaveProject(dir / "encoded" / "P.xml", strError)) << strError;
+  // The same rows, closing tags and the same "Data" element (the spooled file may hold
+  // blanks between its start tag and the first row).
   const auto rowsOf = [](const std::filesystem::path& path) {
     const std::string strText = ReadBytes(path);
-    return strText.substr(strText.find("<Data "));
+    const std::size_t nData = strText.find("<Data ");
+    return strText.substr(nData, strText.find('>', nData) - nData) + strText.substr(strText.find("    <Entry "));
   };
   const std::string strSpooled = rowsOf(dir / "spooled" / "P.xml");
   EXPECT_EQ(strSpooled, rowsOf(dir / "encoded" / "P.xml"));
-  EXPECT_EQ(std::count(strSpooled.begin(), strSpooled.end(), '\n'), engine.session.Image().Rows().Count() + 3);
+  std::size_t nEntries = 0;
+  for (std::size_t p = strSpooled.find("<Entry "); p != std::string::npos; p = strSpooled.find("<Entry ", p + 1))
+    ++nEntries;
+  EXPECT_EQ(nEntries, engine.session.Image().Rows().Count());
+  // It loads as the rows it was written from.
+  CEngine other(dir / "Settings2.xml");
+  std::string strMessage;
+  ASSERT_TRUE(other.session.LoadProject(dir / "spooled" / "P.xml", strMessage)) << strMessage;
+  EXPECT_EQ(other.session.Image().Rows(), engine.session.Image().Rows());
   // Nothing but the project is left in its folder.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir / "spooled"), {}), 1);
+}
+
+TEST_F(AnalysisSessionTest, RowsKeptOnlyInTheProjectSaveTheRowsOfAnOrdinaryRun) {
+  // Catches levels dropped before they were spooled, and a save that writes the emptied
+  // rows instead of the spooled ones.
+  CEngine engine(dir / "Settings.xml");
+  std::string strError;
+  ASSERT_TRUE(engine.session.OpenRecording(s_first, strError)) << strError;
+  ASSERT_TRUE(engine.session.SpoolProjectRows(dir / "P.xml", strError)) << strError;
+  engine.session.KeepRowsOnlyInProject(true);
+  Choose(engine.session, 4096, 0, 640, 0);
+  Analyse(engine.session);
+  const CImageRows& kept = engine.session.Image().Rows();
+  ASSERT_GT(kept.Count(), 100u);
+  EXPECT_TRUE(kept.m_aLines[kept.Count() / 2].empty());
+  ASSERT_TRUE(engine.session.SaveProject(dir / "P.xml", strError)) << strError;
+
+  CEngine other(dir / "Settings2.xml");
+  std::string strMessage;
+  ASSERT_TRUE(other.session.LoadProject(dir / "P.xml", strMessage)) << strMessage;
+  EXPECT_EQ(other.session.Image().Rows(), FreshRows(dir / "Settings3.xml", 4096, 0, 640));
 }
 
 TEST_F(AnalysisSessionTest, OpeningWhatIsNoRecordingSaysWhichFileAndWhy) {
