@@ -86,6 +86,21 @@ std::int64_t CAnalysisOptions::Rows(std::int64_t nDataLength, std::uint32_t nByt
   return nDataLength / nStepBytes;
 }
 
+std::int64_t CAnalysisOptions::BytesToAnalyse() const {
+  if (!m_bAnalysisWholeRange) return std::max<std::int64_t>(m_nAnalysisDataLength, 0);
+  std::int64_t nBytes = 0;
+  for (std::uint32_t nSize : m_anRecordingFileSizes) nBytes += nSize;
+  return std::max<std::int64_t>(nBytes - std::max<std::int64_t>(m_nAnalysisDataOffset, 0), 0);
+}
+
+std::int64_t CAnalysisOptions::RowsToAnalyse(std::uint32_t nBytesPerSample) const {
+  const std::int64_t nStepBytes = std::int64_t{nBytesPerSample} * StepSamples(m_nAnalysisFFTSize, m_nAnalysisOverlap);
+  const std::int64_t nFrameBytes = std::int64_t{nBytesPerSample} * m_nAnalysisFFTSize;
+  const std::int64_t nBytes = BytesToAnalyse();
+  if (nStepBytes <= 0 || nFrameBytes <= 0 || nBytes < nFrameBytes) return 0;
+  return 1 + (nBytes - nFrameBytes) / nStepBytes;
+}
+
 std::uint32_t CAnalysisOptions::FFTSizeForRows(std::int64_t nDataLength, std::uint32_t nBytesPerSample,
                                               std::uint32_t nOverlapPercent, std::int64_t nMaxRows) {
   constexpr std::uint32_t kSmallest = 64;

@@ -56,6 +56,12 @@ class CAnalysisOptions {
   static std::uint32_t BytesPerSample(std::uint32_t nBytesPerSecond, std::uint32_t nSampleRate);
   // FFT step in complex samples: N · (100 − overlap) ÷ 100, truncated.
   static std::uint32_t StepSamples(std::uint32_t nFFTSize, std::uint32_t nOverlapPercent);
+  // The bytes a run of these options reads (a whole-range run reads every file to its
+  // end, beyond the whole seconds the derived data length counts) and the rows it makes
+  // of them: one per FFT block that the bytes hold whole. nBytesPerSample: of one complex
+  // sample.
+  std::int64_t BytesToAnalyse() const;
+  std::int64_t RowsToAnalyse(std::uint32_t nBytesPerSample) const;
   // Rows of an analysis of nDataLength bytes.
   static std::int64_t Rows(std::int64_t nDataLength, std::uint32_t nBytesPerSample,
                            std::uint32_t nFFTSize, std::uint32_t nOverlapPercent);

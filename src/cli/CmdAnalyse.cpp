@@ -272,10 +272,14 @@ int RunAnalyse(const CliArgs& args) {
   options.m_nFFTHint = nStoredHint;
   session.SaveCurrentOptions();
   if (nHint >= 0) options.m_nFFTHint = nHint;
-  std::fprintf(stderr, "Analysing %s: %u-point FFT%s, %s, %d rows, %.3f GB\n", strFile.c_str(),
+  // The rows and bytes the run will really make and read (the count the end reports).
+  const std::uint32_t nBytesPerSample =
+      CAnalysisOptions::BytesPerSample(options.RecordingBytesPerSecond(), options.m_nRecordingBandwidth);
+  std::fprintf(stderr, "Analysing %s: %u-point FFT%s, %s, %lld rows, %.3f GB\n", strFile.c_str(),
                options.m_nAnalysisFFTSize, bFFTChosen ? " (chosen for the recording's length; --fft sets it)" : "",
-               options.ResolutionBandwidthText().c_str(), options.m_nAnalysisDisplayRows,
-               static_cast<double>(options.m_nAnalysisDataLength) / 1e9);
+               options.ResolutionBandwidthText().c_str(),
+               static_cast<long long>(options.RowsToAnalyse(nBytesPerSample)),
+               static_cast<double>(options.BytesToAnalyse()) / 1e9);
   bool bAbortNoted = false;
   // After Ctrl-C the rows analysed so far are written at once; the rest of the recording is
   // not read.

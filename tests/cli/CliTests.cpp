@@ -84,8 +84,15 @@ TEST_F(CliTest, AnalysedProjectRendersToTheSamePicture) {
   const std::string image = Quote((out / "a.png").string());
   const std::string redrawn = Quote((out / "b.png").string());
   CRunResult r = RunCli("analyse " + First() + " --fft 4096 --width 800 --height full --project " +
-                        project + " --image " + image);
+                        project + " --image " + image + " --overlap 30");
   ASSERT_EQ(r.nExitCode, 0) << r.strOutput;
+  // The rows announced are the rows analysed (the whole range reads past the last whole
+  // second, and 30 % overlap leaves a remainder).
+  const auto rowsAfter = [&](const std::string& strWord) {
+    const std::size_t p = r.strOutput.find(strWord);
+    return p == std::string::npos ? std::string("?") : r.strOutput.substr(p, r.strOutput.find(" rows", p) - p);
+  };
+  EXPECT_EQ(rowsAfter("FFT, ").substr(rowsAfter("FFT, ").rfind(' ') + 1), rowsAfter("Analysed ").substr(9)) << r.strOutput;
   r = RunCli("render " + project + " --image " + redrawn);
   ASSERT_EQ(r.nExitCode, 0) << r.strOutput;
   const std::string a = ReadBytes(out / "a.png");
