@@ -21,6 +21,9 @@
 // Measured plans add to the wisdom file (written atomically). The hint values are those of
 // the analysis's FFT hint setting. A plan that awaits its measurement is provisional: its
 // holder may plan again once WisdomGeneration() has moved on, and gets the measured plan.
+// The measurement holds the planner lock as any plan does, for as long as FFTW measures
+// (up to a few seconds for a million points, once per size on a machine): plans made or
+// destroyed on other threads meanwhile wait for it.
 //
 // A plan made without a hint takes the calling thread's default: FFT_PLAN_ESTIMATE, so a
 // chain that rebuilds during play never holds up the audio, unless a CFFTPlanningScope on
