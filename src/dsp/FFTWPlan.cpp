@@ -1,8 +1,6 @@
 #include "dsp/FFTWPlan.h"
 
 #include <pthread.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -114,9 +112,8 @@ class CMeasuringThread {
  private:
   void Run() {
     pthread_setname_np(pthread_self(), "FFT planner");
-    // Measuring takes what the process's other threads leave: it must not slow the run
-    // that is using the estimate meanwhile.
-    setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 19);
+    // At the process's own priority: it holds the planner lock while it measures, and a
+    // lower priority would keep every thread that plans waiting for longer.
     std::unique_lock lock(m_mutex);
     for (;;) {
       m_wake.wait(lock, [this] { return !m_jobs.empty(); });
