@@ -340,7 +340,8 @@ bool CProjectFile::Save(const CAnalysisOptions& options, const fs::path& pathIn,
   progress.SetPos(0);
   progress.Pump();
   if (!bIndentAsWritten) return fail("the document's layout is not the one its rows are written in");
-  if (bSpooled && pSpool->Folder() == (path.parent_path().empty() ? fs::path(".") : path.parent_path())) {
+  // A spool for a project in the same folder: its lines are copied inside the file system.
+  if (bSpooled && pSpool->Target().parent_path() == path.parent_path()) {
     if (!pSpool->CopyTo(file.Descriptor())) return fail(std::strerror(errno));
     progress.SetPos(static_cast<int>(std::min<std::size_t>(nRows, 0x7FFFFFFF)));
     if (!file.Write(tail.data(), tail.size()) || !file.Commit()) return fail(file.ErrorText());

@@ -39,7 +39,6 @@ void CProjectRowSpool::Close() {
 
 bool CProjectRowSpool::Open(const std::filesystem::path& project) {
   Close();
-  m_folder = project.parent_path().empty() ? std::filesystem::path(".") : project.parent_path();
   if (!m_file.Open(project)) {
     m_strError = "cannot spool the project's rows: " + m_file.ErrorText();
     return false;
@@ -72,7 +71,7 @@ void CProjectRowSpool::Add(const float* pValues, std::size_t nValues, std::uint3
 bool CProjectRowSpool::FlushBuffer() {
   if (m_bFailed) return false;
   if (!WriteAll(m_fd, m_strBuffer.data(), m_strBuffer.size())) {
-    m_strError = StrFormat("cannot spool the project's rows in \"%s\": %s", m_folder.c_str(), std::strerror(errno));
+    m_strError = StrFormat("cannot spool the rows of \"%s\": %s", m_file.Target().c_str(), std::strerror(errno));
     LogLine(m_strError);
     m_bFailed = true;
     return false;

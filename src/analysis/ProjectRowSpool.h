@@ -37,7 +37,6 @@ class CProjectRowSpool {
   void Add(const float* pValues, std::size_t nValues, std::uint32_t nTime, std::uint32_t nFlag);
   // Rows spooled; a spool that failed to write holds none.
   std::size_t Rows() const { return m_bFailed ? 0 : m_nRows; }
-  const std::filesystem::path& Folder() const { return m_folder; }
 
   // Appends every spooled line to the file open as fdOut, at its position. False when a
   // write failed (errno set).
@@ -56,7 +55,6 @@ class CProjectRowSpool {
   bool FlushBuffer();
   void Close();
 
-  std::filesystem::path m_folder;
   CAtomicFile m_file;
   int m_fd = -1;  // m_file's
   std::string m_strBuffer;     // lines not yet written

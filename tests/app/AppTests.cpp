@@ -24,6 +24,7 @@
 #include "analysis/AnalysisSession.h"
 #include "analysis/HeadlessAnalysis.h"
 #include "analysis/Palettes.h"
+#include "AppTestSetup.h"
 #include "app/AnalyseStatusDlg.h"
 #include "app/MainFrame.h"
 #include "app/ManualScalePane.h"
@@ -114,17 +115,11 @@ class CAppTests : public QObject {
  private slots:
   void initTestCase() {
     QVERIFY(m_dir.isValid());
-    // Every run starts from empty settings and data folders (those of the test, never the
-    // user's: CTest points them into the build tree).
-    for (const char* pszVariable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
-      const QString strFolder = qEnvironmentVariable(pszVariable);
-      QVERIFY2(strFolder.contains("/home/app_tests/"), pszVariable);
-      QDir(strFolder).removeRecursively();
-    }
-    std::vector<std::filesystem::path> written;
+    const QString strNotOwn = ClearTestFolders("app_tests");
+    QVERIFY2(strNotOwn.isEmpty(), qPrintable(strNotOwn));
     std::string strError;
-    QVERIFY2(WriteDemoRecording(m_dir.filePath("demo").toStdString(), written, strError), strError.c_str());
-    m_strFirstFile = QString::fromStdString(written.front().string());
+    m_strFirstFile = WriteDemo(m_dir, strError);
+    QVERIFY2(!m_strFirstFile.isEmpty(), strError.c_str());
     m_pApp = std::make_unique<CVexlorApp>();
     QVERIFY(m_pApp->Initialise({}, false));
     Frame()->show();

@@ -22,6 +22,7 @@
 #include <cstring>
 
 #include "analysis/AnalysisSession.h"
+#include "AppTestSetup.h"
 #include "app/MainFrame.h"
 #include "app/PlayerController.h"
 #include "app/PlayerPane.h"
@@ -181,17 +182,11 @@ class CPlayerTests : public QObject {
  private slots:
   void initTestCase() {
     QVERIFY(m_dir.isValid());
-    // Every run starts from empty settings and data folders (a device or mode saved by an
-    // earlier run must not shape this one).
-    for (const char* pszVariable : {"XDG_CONFIG_HOME", "XDG_DATA_HOME"}) {
-      const QString strFolder = qEnvironmentVariable(pszVariable);
-      QVERIFY2(strFolder.contains("/home/player_app_tests/"), pszVariable);
-      QDir(strFolder).removeRecursively();
-    }
-    std::vector<std::filesystem::path> written;
+    const QString strNotOwn = ClearTestFolders("player_app_tests");
+    QVERIFY2(strNotOwn.isEmpty(), qPrintable(strNotOwn));
     std::string strError;
-    QVERIFY2(WriteDemoRecording(m_dir.filePath("demo").toStdString(), written, strError), strError.c_str());
-    m_strFirstFile = QString::fromStdString(written.front().string());
+    m_strFirstFile = WriteDemo(m_dir, strError);
+    QVERIFY2(!m_strFirstFile.isEmpty(), strError.c_str());
     m_pApp = std::make_unique<CVexlorApp>();
     QVERIFY(m_pApp->Initialise({}, false));
     Frame()->resize(1400, 900);
