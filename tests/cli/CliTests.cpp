@@ -434,12 +434,15 @@ TEST(CliInterrupt, AnalyseWritesTheRowsAnalysedAndNeverAnEmptyProject) {
   EXPECT_EQ(static_cast<long>(CountOf(ReadBytes(project), "<Entry ")), nRowsKept);
 
   // Interrupted at once, with an FFT so long that its first row takes a while: either no
-  // row was made and the existing file is left as it was, or the project holds rows.
+  // row was made and the existing file is left as it was, or the project holds rows. On a
+  // loaded machine the interrupt may come only after the whole run (1.3 s here), which then
+  // ends as usual.
   const std::string keep = (folder / "keep.xml").string();
   WriteBytes(keep, "the user's project");
   const CRunResult early = InterruptedAnalyse(folder.Path(), noise + " --fft 4194304 --width 16 --height 10 "
                                               "--project " + Quote(keep), "0");
-  EXPECT_EQ(early.nExitCode, 130) << early.strOutput;
+  const bool bEndedFirst = early.strOutput.find("Analysed ") != std::string::npos;
+  EXPECT_EQ(early.nExitCode, bEndedFirst ? 0 : 130) << early.strOutput;
   if (early.strOutput.find("nothing was analysed") != std::string::npos) {
     EXPECT_NE(early.strOutput.find("is left as it was"), std::string::npos) << early.strOutput;
     EXPECT_EQ(ReadBytes(keep), "the user's project");
